@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "config_client/uds_connection.h"
+#include "write_service/change_set.h"
+
+/// The configuration daemon's commands, over one connection of its own.
+///
+/// Nothing reconnects: after a transport failure every operation returns false at once. An answer
+/// that reports an error is an answer like any other, and the operation succeeds. Names and values
+/// go out as they are, unquoted. Every operation blocks until the daemon has answered.
+class ConfigClient {
+ public:
+  /// Connects and consumes the greeting; `isConnected` tells the outcome.
+  ConfigClient();
+  ~ConfigClient();
+  /// Leaves `other` without a socket: all its operations fail.
+  ConfigClient(ConfigClient&& other) noexcept;
+  ConfigClient& operator=(ConfigClient&& other) = delete;
+
+  bool isConnected() const;
+
+  /// Reads one parameter, without the white space around it; the daemon's "No such file or
+  /// directory" arrives as a value. On failure `value` holds what it held before, or the part of
+  /// the reply that arrived, trimmed.
+  bool get(const ParameterPath& name, std::string& value);
+
+  /// Writes all of `changes` in order, and ends at the first failed exchange, with no way back for
+  /// those before it. `replies` becomes the answers, untrimmed and unseparated.
+  bool put(const ChangeSet& changes, std::string& replies);
+
+  /// Writes one parameter; `reply` becomes the answer, untrimmed.
+  bool put(const ParameterPath& name, const std::string& value, std::string& reply);
+
+  /// Makes the daemon act on the written values; `reply` becomes the answer, untrimmed, and is
+  /// untouched if the command could not be sent.
+  bool apply(std::string& reply);
+
+  /// Makes the written values permanent; `reply` as for `apply`.
+  bool save(std::string& reply);
+
+  /// "Ready", the transport's failure, or "No socket".
+  std::string statusText() const;
+
+ private:
+  bool execute(const std::string& request, std::string& reply);
+
+  std::unique_ptr<UdsConnection> connection;
+};

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <string>
+
+#include "config_client/uds_status.h"
+
+/// One connection to the configuration daemon, in lock step: a request line, then its whole reply.
+///
+/// This layer knows lines and prompts and no parameter. A socket error never throws: it closes the
+/// connection for good, and `statusText` names it. There is no time-out: every read blocks until
+/// the prompt arrives, and never ends when the daemon goes away without one.
+class UdsConnection {
+ public:
+  /// Connects to the daemon and drops its greeting.
+  UdsConnection();
+  ~UdsConnection();
+  UdsConnection(const UdsConnection&) = delete;
+  UdsConnection& operator=(const UdsConnection&) = delete;
+
+  /// Connects anew, closing what was open; `isOpen` tells the outcome.
+  void open();
+
+  /// Closes the socket, if one is held; the status stays what it was.
+  void close();
+
+  bool isOpen() const { return fd >= 0; }
+
+  /// Sends `line`, with a carriage return added unless it ends in one. An empty line is a success
+  /// that sends nothing. False when closed before, or by a failure now.
+  bool sendLine(std::string line);
+
+  /// Leaves in `reply` the text before the daemon's prompt, untrimmed. False on failure: `reply`
+  /// then holds what had arrived, or is untouched if the connection was closed before.
+  bool readReply(std::string& reply);
+
+  /// One exchange, `sendLine` then `readReply`; `reply` is untouched if the request was not sent.
+  bool execute(std::string request, std::string& reply);
+
+  /// "Ready", or the failure and, after ": ", the C library's text for its error number.
+  std::string statusText() const;
+
+ private:
+  bool succeed();
+  bool fail(UdsStatus failure);
+
+  int fd = -1;
+  UdsStatus status = UdsStatus::OpenFailed;
+  int savedErrno = 0;
+};
