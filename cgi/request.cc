@@ -1,0 +1,33 @@
+#include "cgi/request.h"
+
+#include <strings.h>
+
+#include <cstdlib>
+
+/// The first field of that name, or null.
+static const cgicc::FormEntry* find(const cgicc::Cgicc& request, const char* name) {
+  const cgicc::const_form_iterator field = request.getElement(name);
+  return field != request.getElements().end() ? &*field : nullptr;
+}
+
+RequestFields readFields(const cgicc::Cgicc& request) {
+  const cgicc::FormEntry* read = find(request, "read");
+  const cgicc::FormEntry* write = find(request, "write");
+  const cgicc::FormEntry* value = find(request, "value");
+  RequestFields fields;
+  if (read != nullptr) fields.read = read->getStrippedValue();
+  if (write != nullptr) fields.write = write->getValue();
+  if (value != nullptr) fields.value = value->getValue();
+  return fields;
+}
+
+bool bodyExceedsLimit() {
+  const char* limit = std::getenv("CGICC_MAX_CONTENTLENGTH");
+  const char* method = std::getenv("REQUEST_METHOD");
+  const char* length = std::getenv("CONTENT_LENGTH");
+  if (limit == nullptr || method == nullptr || length == nullptr) return false;
+  if (strcasecmp(method, "post") != 0 && strcasecmp(method, "put") != 0) return false;
+  // Both converted as cgicc does it, so that a negative number is a very large one.
+  return static_cast<unsigned long>(std::atol(length)) >
+         static_cast<unsigned long>(std::atoi(limit));
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cgicc/Cgicc.h>
+
+#include <optional>
+#include <string>
+
+/// The form fields that the program acts on; one that the request lacks is empty.
+struct RequestFields {
+  std::optional<std::string> read;   ///< without its carriage returns and line feeds
+  std::optional<std::string> write;  ///< as decoded
+  std::optional<std::string> value;  ///< as decoded
+};
+
+/// Looks the fields up as cgicc does: without regard to letter case, the first of a name wins, and
+/// the body comes before the query string.
+RequestFields readFields(const cgicc::Cgicc& request);
+
+/// Whether the request has a body that is longer than the environment's CGICC_MAX_CONTENTLENGTH.
+/// Ask before constructing `cgicc::Cgicc`, which throws for such a body or, in older releases, ends
+/// the process.
+bool bodyExceedsLimit();
