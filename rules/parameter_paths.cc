@@ -1,0 +1,22 @@
+#include "rules/parameter_paths.h"
+
+ParameterPath encoderPath(const std::string& encoder, const char* parameter) {
+  return "/configuration/encoders/" + encoder + parameter;
+}
+
+ParameterPath videoEncoderPath(int number, const char* parameter) {
+  return std::string(videoEncoderPrefix) + std::to_string(number) + parameter;
+}
+
+ParameterPath streamPath(const char* output, int stream, const char* parameter) {
+  return std::string("/configuration/outputs/") + output + "/streams/stream" +
+         std::to_string(stream) + parameter;
+}
+
+ParameterPath muxPath(int mux, const std::string& parameter) {
+  return "/configuration/outputs/ts/muxer/mux" + std::to_string(mux) + parameter;
+}
+
+ParameterPath muxEncoderPath(int mux, int component) {
+  return muxPath(mux, "/component" + std::to_string(component) + "/encoder");
+}

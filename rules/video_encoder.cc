@@ -1,0 +1,33 @@
+#include "rules/video_encoder.h"
+
+#include "rules/parameter_paths.h"
+#include "write_service/parameter_access.h"
+
+static const char* yesOrNo(bool on) { return on ? "yes" : "no"; }
+
+void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes) {
+  std::string source;
+  std::string codec1;
+  std::string codec2;
+  if (!getEffectiveValue(client, changes, muxEncoderPath(2, 1), source) ||
+      !getEffectiveValue(client, changes, videoEncoderPath(1, "/codec"), codec1) ||
+      !getEffectiveValue(client, changes, videoEncoderPath(2, "/codec"), codec2)) {
+    return;
+  }
+  const bool copyImage = source == "venc2";
+  const bool autoControl = copyImage && codec1 == "h264" && codec2 == "h264";
+  for (const int number : {1, 2}) {
+    setIfChanged(client, changes, videoEncoderPath(number, "/frame_ctrl/auto"),
+                 yesOrNo(autoControl), "");
+    setIfChanged(client, changes, videoEncoderPath(number, "/text_overlay/copy_image"),
+                 yesOrNo(copyImage), "");
+  }
+}
+
+void applyFrameRateRule(ConfigClient& client, ChangeSet& changes, ParameterPath name,
+                        std::string value) {
+  const std::string_view group = "/frame_ctrl/";
+  name.resize(videoEncoderPrefix.size() + 1 + group.size());
+  name += "enable";
+  setIfChanged(client, changes, name, yesOrNo(value != "1"), "");
+}

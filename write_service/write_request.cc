@@ -1,0 +1,125 @@
+#include "write_service/write_request.h"
+
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <stdexcept>
+
+#include "cgi/reply.h"
+#include "config_client/config_client.h"
+#include "rules/fixed_settings.h"
+#include "rules/mux_bitrate.h"
+#include "rules/network_address.h"
+#include "rules/parameter_paths.h"
+#include "rules/single_input.h"
+#include "rules/stream_audio.h"
+#include "rules/video_encoder.h"
+#include "write_service/parameter_access.h"
+
+/// Throws for what no quoting can keep on one request line.
+static void refuseLineBreaks(const ParameterPath& name, const std::string& value) {
+  const char* const lineBreaks = "\r\n";
+  if (name.find_first_of(lineBreaks) != std::string::npos) {
+    throw std::invalid_argument("Line break in parameter name");
+  }
+  if (value.find_first_of(lineBreaks) != std::string::npos &&
+      value.find('"') != std::string::npos) {
+    throw std::invalid_argument("Line break and double quote in value");
+  }
+}
+
+/// Makes `value` a single word of the daemon's command line.
+static void quoteIfNeeded(std::string& value) {
+  if (value.empty() || value.find_first_of(" \t\r\n\v\f") != std::string::npos) {
+    value = '"' + value + '"';
+  }
+}
+
+/// Whether `name` is `prefix`, any one character and `suffix`; more may follow. Throws
+/// `std::out_of_range` for a `name` that ends with the prefix.
+static bool isNumbered(const ParameterPath& name, std::string_view prefix,
+                       std::string_view suffix) {
+  return name.compare(0, prefix.size(), prefix) == 0 &&
+         name.compare(prefix.size() + 1, suffix.size(), suffix) == 0;
+}
+
+/// Runs the one rule, if any, that the written parameter triggers: the first that matches.
+static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const ParameterPath& name,
+                               const std::string& value) {
+  const std::string_view single = "single";
+  if (name == videoModePath && value.compare(0, single.size(), single) == 0) {
+    // The input's number stands behind one separating character, whatever that is.
+    applySingleInputRule(client, changes, value.substr(single.size() + 1, 1));
+  } else if (isNumbered(name, videoEncoderPrefix, "/frame_ctrl/rate")) {
+    applyFrameRateRule(client, changes, name, value);
+  } else if (isNumbered(name, rtspStreamPrefix, "/aenc")) {
+    applyStreamAudioRule(client, changes, value);
+  } else if (name == ipAddressPath || name == subnetMaskPath) {
+    updateBroadcastAddress(client, changes, name, value);
+  }
+}
+
+static void writeReply(const ParameterPath& name, const std::string& value,
+                       const std::string& reply) {
+  writeJsonHeader();
+  std::cout << "{ \"write\": \"" << jsonEscape(name) << "\", \"value\": \"" << jsonEscape(value)
+            << "\", \"reply\": \"" << jsonEscape(reply) << "\" }" << std::endl;
+}
+
+static void logReply(const char* command, const std::string& reply) {
+  if (!reply.empty()) syslog(LOG_INFO, "Reply from \"%s\": %s", command, reply.c_str());
+}
+
+/// Ends the calling process and goes on in a child that has let go of the web server's streams, so
+/// that the response is complete now; without a child, goes on in the calling process.
+static void detach() {
+  const pid_t child = fork();
+  if (child > 0) std::exit(0);
+  if (child < 0) {
+    syslog(LOG_WARNING, "Failed to fork child process, continuing in parent process");
+    return;
+  }
+  setsid();
+  // A stream that cannot be reopened is closed all the same, and with it the way to the web server.
+  const char* const nowhere = "/dev/null";
+  [[maybe_unused]] const std::FILE* input = std::freopen(nowhere, "r", stdin);
+  [[maybe_unused]] const std::FILE* output = std::freopen(nowhere, "a", stdout);
+  [[maybe_unused]] const std::FILE* error = std::freopen(nowhere, "a", stderr);
+}
+
+void handleWriteRequest(ParameterPath name, std::string value) {
+  ConfigClient client;
+  if (!client.isConnected()) {
+    writeInternalServerError();
+    return;
+  }
+  refuseLineBreaks(name, value);
+  std::string reply;
+  logSetting(name, value);
+  quoteIfNeeded(value);
+
+  ChangeSet changes;
+  changes[name] = value;
+  applyTriggeredRule(client, changes, name, value);
+  applyFixedSettings(client, changes);
+  applyMuxBitrateRule(client, changes);
+  applyVideoEncoderRules(client, changes);
+
+  if (client.put(changes, reply)) {
+    writeReply(name, value, reply);
+    logReply("put", reply);
+  } else {
+    writeInternalServerError();
+    std::cout << reply << std::endl;
+  }
+
+  detach();
+  client.apply(reply);
+  logReply("apply", reply);
+  client.save(reply);
+  logReply("save", reply);
+  syslog(LOG_INFO, "Applied and saved the parameter settings");
+}
