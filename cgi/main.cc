@@ -1,0 +1,35 @@
+#include <cgicc/Cgicc.h>
+#include <syslog.h>
+
+#include <exception>
+#include <iostream>
+
+#include "cgi/reply.h"
+#include "cgi/request.h"
+#include "read_service/read_request.h"
+#include "write_service/write_request.h"
+
+/// Hands the request to one service; one that neither reads nor wholly writes gets no answer.
+static void dispatch(const RequestFields& fields) {
+  if (fields.read) {
+    handleReadRequest(*fields.read);
+  } else if (fields.write && fields.value) {
+    handleWriteRequest(*fields.write, *fields.value);
+  }
+}
+
+/// The one place that catches exceptions. What a service wrote before one stays, and the 500 reply
+/// follows it.
+int main(int /*argc*/, char** /*argv*/) {
+  openlog("tzr4417.cgi", LOG_PID, LOG_USER);
+  try {
+    if (bodyExceedsLimit()) return 1;
+    const cgicc::Cgicc request;
+    dispatch(readFields(request));
+  } catch (const std::exception& e) {
+    syslog(LOG_ERR, "Caught exception %s", e.what());
+    writeInternalServerError();
+    std::cout << "Exception " << e.what() << std::endl;
+  }
+  return 0;
+}
