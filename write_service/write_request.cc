@@ -43,7 +43,7 @@ static void quoteIfNeeded(std::string& value) {
 static bool isNumbered(const ParameterPath& name, std::string_view prefix,
                        std::string_view suffix) {
   return name.compare(0, prefix.size(), prefix) == 0 &&
-         name.compare(prefix.size() + 1, suffix.size(), suffix) == 0;
+         name.substr(prefix.size() + 1, suffix.size()) == suffix;
 }
 
 /// Runs the one rule, if any, that the written parameter triggers: the first that matches.
