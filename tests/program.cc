@@ -1,0 +1,64 @@
+#include "tests/program.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+static int statusOf(pid_t process, pid_t& waited) {
+  int status = 0;
+  waited = waitpid(process, &status, 0);
+  return waited > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+Program::Program(Strings environment, const std::string& body, const Strings& before) {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);  // so that the detached child becomes ours
+  int in[2];
+  int out[2];
+  EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
+  EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+  EXPECT_EQ(write(in[1], body.data(), body.size()), static_cast<ssize_t>(body.size()));
+  close(in[1]);
+
+  Strings command = before;
+  for (const char* part : {TEST_EMULATOR, TEST_PROGRAM}) {
+    if (*part != '\0') command.emplace_back(part);
+  }
+  const auto pointers = [](Strings& strings) {
+    std::vector<char*> list;
+    for (std::string& text : strings) list.push_back(text.data());
+    list.push_back(nullptr);
+    return list;
+  };
+  posix_spawn_file_actions_t streams;
+  posix_spawn_file_actions_init(&streams);
+  posix_spawn_file_actions_adddup2(&streams, in[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&streams, out[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&streams, out[1], STDERR_FILENO);
+  EXPECT_EQ(posix_spawnp(&started, command[0].c_str(), &streams, nullptr, pointers(command).data(),
+                         pointers(environment).data()),
+            0);
+  posix_spawn_file_actions_destroy(&streams);
+  close(in[0]);
+  close(out[1]);
+  outputEnd = out[0];
+}
+
+std::string Program::output() {
+  std::string all;
+  char chunk[4096];
+  for (ssize_t size; (size = read(outputEnd, chunk, sizeof chunk)) > 0;) {
+    all.append(chunk, static_cast<std::size_t>(size));
+  }
+  close(outputEnd);
+  return all;
+}
+
+int Program::exitStatus() {
+  pid_t waited = -1;
+  return statusOf(started, waited);
+}
+
+int Program::detachedExitStatus() { return statusOf(-1, left); }
