@@ -1,91 +1,76 @@
 #include "tests/appliance.h"
 
-#include <iterator>
+#include <sstream>
 #include <utility>
 
-static const std::string network = "/configuration/network/";
-static const std::string encoders = "/configuration/encoders/";
-static const std::string muxer = "/configuration/outputs/ts/muxer/";
+static std::vector<std::pair<std::string, std::string>> settings(const std::string& text) {
+  static const Tree folders = {{"net", "/configuration/network/"},
+                               {"enc", "/configuration/encoders/"},
+                               {"in", "/configuration/inputs/"},
+                               {"out", "/configuration/outputs/"},
+                               {"mux1", "/configuration/outputs/ts/muxer/mux1/"},
+                               {"mux2", "/configuration/outputs/ts/muxer/mux2/"},
+                               {"rtsp", "/configuration/outputs/rtsp/streams/stream1/"},
+                               {"rtmp", "/configuration/outputs/rtmp/streams/stream1/"}};
+  std::vector<std::pair<std::string, std::string>> list;
+  std::istringstream words(text);
+  for (std::string folder, path, value; std::getline(words >> std::ws, folder, ':');) {
+    words >> path;
+    const std::size_t end = path.find('=');
+    value = end == std::string::npos ? "" : path.substr(end + 1);
+    list.emplace_back(folders.at(folder) + path.substr(0, end), value);
+  }
+  return list;
+}
 
-static const std::pair<const char*, const char*> fixedSettings[] = {
-    {"/configuration/inputs/video/in1/logo/imagefile", "/opt/encsrv/vendor/logos/logo.ppm"},
-    {"/configuration/inputs/video/in2/logo/imagefile", "/opt/encsrv/vendor/logos/logo.ppm"},
-    {"/configuration/inputs/audio/analog_in1/input", "line"},
-    {"/configuration/inputs/audio/analog_in1/micboost", "no"},
-    {"/configuration/encoders/aenc3/codec", "aac"},
-    {"/configuration/inputs/video/in1/deinterlacer/mode", "advanced"},
-    {"/configuration/outputs/rtsp/streams/stream1/venc", "1"},
-    {"/configuration/outputs/rtmp/streams/stream1/venc", "1"},
-    {"/configuration/outputs/recorder/stream", "2"},
-    {"/configuration/outputs/recorder/enable", "yes"},
-};
+Tree tree(const std::string& text) {
+  Tree values;
+  for (const auto& [path, value] : settings(text)) values[path] = value;
+  return values;
+}
+
+Lines paths(const std::string& text) {
+  Lines list;
+  for (const auto& setting : settings(text)) list.push_back(setting.first);
+  return list;
+}
+
+static const char* const fixedSettings =
+    "in:video/in1/logo/imagefile=/opt/encsrv/vendor/logos/logo.ppm "
+    "in:video/in2/logo/imagefile=/opt/encsrv/vendor/logos/logo.ppm "
+    "in:audio/analog_in1/input=line in:audio/analog_in1/micboost=no enc:aenc3/codec=aac "
+    "in:video/in1/deinterlacer/mode=advanced rtsp:venc=1 rtmp:venc=1 "
+    "out:recorder/stream=2 out:recorder/enable=yes ";
 
 Tree applianceTree() {
-  Tree tree(std::begin(fixedSettings), std::end(fixedSettings));
-  tree.insert({
-      {network + "ip_addr", "192.168.1.10"},
-      {network + "subnet_mask", "255.255.255.0"},
-      {network + "broadcast_addr", "192.168.1.255"},
-      {encoders + "aenc1/bitrate", "128000"},
-      {encoders + "aenc2/bitrate", "64000"},
-      {encoders + "aenc3/aac/bitrate", "96000"},
-      {"/configuration/outputs/rtsp/streams/stream1/aenc", "1"},
-      {"/configuration/outputs/rtmp/streams/stream1/aenc", "1"},
-      {muxer + "mux1/mode", "cbr"},
-      {muxer + "mux1/component1/encoder", "venc1"},
-      {muxer + "mux1/component2/encoder", "aenc1"},
-      {muxer + "mux1/component3/encoder", "off"},
-      {muxer + "mux1/bitrate", "4466526"},  // 4000000 * 20 / 19 + 128000 * 2
-      {muxer + "mux2/mode", "vbr"},
-      {muxer + "mux2/component1/encoder", "venc2"},
-      {muxer + "mux2/component2/encoder", "aenc2"},
-      {muxer + "mux2/component3/encoder", "aenc3"},
-      {muxer + "mux2/bitrate", "3493333"},  // 4000000 * 5 / 6 + 64000 + 96000
-  });
-  for (const std::string number : {"1", "2"}) {
-    const std::string encoder = encoders + "venc" + number;
-    tree.insert({{encoder + "/input", "in1"},
-                 {encoder + "/codec", "h264"},
-                 {encoder + "/h264/bitrate", "4000000"},
-                 {encoder + "/frame_ctrl/auto", "yes"},
-                 {encoder + "/frame_ctrl/enable", "yes"},
-                 {encoder + "/text_overlay/copy_image", "yes"}});
-  }
-  return tree;
+  return tree(
+      std::string(fixedSettings) +
+      "net:ip_addr=192.168.1.10 net:subnet_mask=255.255.255.0 net:broadcast_addr=192.168.1.255 "
+      "rtsp:aenc=1 rtmp:aenc=1 enc:aenc1/bitrate=128000 enc:aenc2/bitrate=64000 "
+      "enc:aenc3/aac/bitrate=96000 mux1:mode=cbr mux1:component1/encoder=venc1 "
+      "mux1:component2/encoder=aenc1 mux1:component3/encoder=off mux1:bitrate=4466526 "
+      "mux2:mode=vbr mux2:component1/encoder=venc2 mux2:component2/encoder=aenc2 "
+      "mux2:component3/encoder=aenc3 mux2:bitrate=3493333 enc:venc1/input=in1 "
+      "enc:venc1/codec=h264 enc:venc1/h264/bitrate=4000000 enc:venc1/frame_ctrl/auto=yes "
+      "enc:venc1/frame_ctrl/enable=yes enc:venc1/text_overlay/copy_image=yes enc:venc2/input=in1 "
+      "enc:venc2/codec=h264 enc:venc2/h264/bitrate=4000000 enc:venc2/frame_ctrl/auto=yes "
+      "enc:venc2/frame_ctrl/enable=yes enc:venc2/text_overlay/copy_image=yes");
 }
 
-Lines fixedSettingsReads() {
-  Lines paths;
-  for (const auto& [path, value] : fixedSettings) paths.emplace_back(path);
-  return paths;
-}
+Lines fixedSettingsReads() { return paths(fixedSettings); }
 
 Lines muxBitrateReads() {
-  return {muxer + "mux1/mode",
-          muxer + "mux1/component1/encoder",
-          encoders + "venc1/codec",
-          encoders + "venc1/h264/bitrate",
-          muxer + "mux1/component2/encoder",
-          encoders + "aenc1/bitrate",
-          muxer + "mux1/component3/encoder",
-          muxer + "mux1/bitrate",
-          muxer + "mux2/mode",
-          muxer + "mux2/component1/encoder",
-          encoders + "venc2/codec",
-          encoders + "venc2/h264/bitrate",
-          muxer + "mux2/component2/encoder",
-          encoders + "aenc2/bitrate",
-          muxer + "mux2/component3/encoder",
-          encoders + "aenc3/aac/bitrate",
-          muxer + "mux2/bitrate"};
+  return paths(
+      "mux1:mode mux1:component1/encoder enc:venc1/codec enc:venc1/h264/bitrate "
+      "mux1:component2/encoder enc:aenc1/bitrate mux1:component3/encoder mux1:bitrate "
+      "mux2:mode mux2:component1/encoder enc:venc2/codec enc:venc2/h264/bitrate "
+      "mux2:component2/encoder enc:aenc2/bitrate mux2:component3/encoder "
+      "enc:aenc3/aac/bitrate mux2:bitrate");
 }
 
 Lines videoEncoderReads() {
-  return {muxer + "mux2/component1/encoder",
-          encoders + "venc1/codec",
-          encoders + "venc2/codec",
-          encoders + "venc1/frame_ctrl/auto",
-          encoders + "venc1/text_overlay/copy_image",
-          encoders + "venc2/frame_ctrl/auto",
-          encoders + "venc2/text_overlay/copy_image"};
+  return paths(
+      "mux2:component1/encoder enc:venc1/codec enc:venc2/codec "
+      "enc:venc1/frame_ctrl/auto enc:venc1/text_overlay/copy_image "
+      "enc:venc2/frame_ctrl/auto enc:venc2/text_overlay/copy_image");
 }

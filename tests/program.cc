@@ -37,7 +37,7 @@ Program::Program(Strings environment, const std::string& body, const Strings& be
   posix_spawn_file_actions_adddup2(&streams, in[0], STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&streams, out[1], STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&streams, out[1], STDERR_FILENO);
-  EXPECT_EQ(posix_spawnp(&started, command[0].c_str(), &streams, nullptr, pointers(command).data(),
+  EXPECT_EQ(posix_spawnp(&parent, command[0].c_str(), &streams, nullptr, pointers(command).data(),
                          pointers(environment).data()),
             0);
   posix_spawn_file_actions_destroy(&streams);
@@ -58,7 +58,19 @@ std::string Program::output() {
 
 int Program::exitStatus() {
   pid_t waited = -1;
-  return statusOf(started, waited);
+  return statusOf(parent, waited);
 }
 
-int Program::detachedExitStatus() { return statusOf(-1, left); }
+int Program::detachedExitStatus() { return statusOf(-1, child); }
+
+Strings Program::log() { return systemLog.lines({{parent, "parent"}, {child, "child"}}); }
+
+Response respond(const Strings& environment, const std::string& body, const Strings& before) {
+  Program program(environment, body, before);
+  Response response;
+  response.output = program.output();
+  response.exitStatus = program.exitStatus();
+  response.detachedExitStatus = program.detachedExitStatus();
+  response.log = program.log();
+  return response;
+}

@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/system_log.h"
+
+using Strings = std::vector<std::string>;
+
 /// One run of tzr4417.cgi as a web server would start it, with nothing else in its environment.
 class Program {
  public:
-  using Strings = std::vector<std::string>;
-
   /// Starts it; `before` is a command to run it under.
   explicit Program(Strings environment, const std::string& body = "", const Strings& before = {});
 
@@ -23,11 +25,22 @@ class Program {
   /// Waits for the detached child; its exit status, or -1 if there is none.
   int detachedExitStatus();
 
-  pid_t parent() const { return started; }
-  pid_t detached() const { return left; }
+  /// What was logged, when all have ended: "PRIORITY parent TEXT" or "PRIORITY child TEXT".
+  Strings log();
 
  private:
-  int outputEnd;
-  pid_t started = -1;
-  pid_t left = -1;
+  SystemLog systemLog;
+  int outputEnd = -1;
+  pid_t parent = -1;
+  pid_t child = -1;
 };
+
+/// The whole of one request, seen from outside, when all processes have ended.
+struct Response {
+  std::string output;
+  int exitStatus, detachedExitStatus;
+  Strings log;
+};
+
+Response respond(const Strings& environment, const std::string& body = "",
+                 const Strings& before = {});

@@ -15,8 +15,8 @@ class SystemLog {
   SystemLog(const SystemLog&) = delete;
   SystemLog& operator=(const SystemLog&) = delete;
 
-  /// All that has been logged, once; to be asked when those who log have ended. Each line is
-  /// "PRIORITY NAME text", with the name that `names` gives to the logging process.
+  /// All that was logged, to be asked when those who log have ended. Each line is "PRIORITY NAME
+  /// text", with the name that `names` has for the logging process.
   std::vector<std::string> lines(const std::vector<std::pair<pid_t, std::string>>& names);
 
  private:
