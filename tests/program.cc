@@ -46,7 +46,7 @@ Program::Program(Strings environment, const std::string& body, const Strings& be
   outputEnd = out[0];
 }
 
-std::string Program::output() {
+std::string Program::output() const {
   std::string all;
   char chunk[4096];
   for (ssize_t size; (size = read(outputEnd, chunk, sizeof chunk)) > 0;) {
@@ -56,7 +56,7 @@ std::string Program::output() {
   return all;
 }
 
-int Program::exitStatus() {
+int Program::exitStatus() const {
   pid_t waited = -1;
   return statusOf(parent, waited);
 }

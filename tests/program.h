@@ -17,10 +17,10 @@ class Program {
 
   /// All of standard output and standard error, up to their ends. Both end when every process that
   /// holds them has let go of them.
-  std::string output();
+  [[nodiscard]] std::string output() const;
 
   /// Waits for the process that was started; its exit status, or -1 after a signal.
-  int exitStatus();
+  [[nodiscard]] int exitStatus() const;
 
   /// Waits for the detached child; its exit status, or -1 if there is none.
   int detachedExitStatus();

@@ -267,7 +267,7 @@ TEST(Program, OutlivesADaemonThatGoesAwayInTheMiddle) {
       R"({ "\/a": "1", "invalid": [ "/b" ] })",
       R"({ "\/a": "1", "\/b": "2" })",
   };
-  for (const std::size_t gone : {1, 2, 3}) {
+  for (const std::size_t gone : {1U, 2U, 3U}) {
     FakeDaemon daemon(goneAt(gone, answersFrom(stored)));
     const Response response = respond({query("read=/a,/b")});
     EXPECT_EQ(response.output, json + outputs[gone - 1] + "\n");

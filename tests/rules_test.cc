@@ -91,7 +91,7 @@ TEST(Rules, RecordWhatDependsOnTheWrittenParameter) {
       {ip("10.1.2.3"), "net:subnet_mask=255.255.255.255", "", "net:broadcast_addr=10.1.2.3"},
       {ip("10.1.2.3"), "net:subnet_mask=24", "", ""},
       {ip("10.1.2.300"), "", "", ""},
-      {ip("\"10.1.2.3 \""), "", "", ""},
+      {ip(R"("10.1.2.3 ")"), "", "", ""},
       {ip("\"\""), "", "", ""},
       {ip("192.168.1.1"), "net:broadcast_addr=192.168.01.255", "",
        "net:broadcast_addr=192.168.1.255"},
@@ -103,7 +103,7 @@ TEST(Rules, RecordWhatDependsOnTheWrittenParameter) {
       {audio("1"), "", "", ""},
       {audio("2"), "", "", "rtmp:aenc=2 mux1:component2/encoder=aenc2"},
       {audio("off"), "", "", "rtmp:aenc=off mux1:component2/encoder=off"},
-      {audio("\"\""), "", "", "rtmp:aenc=\"\" mux1:component2/encoder=aenc\"\""},
+      {audio(R"("")"), "", "", R"(rtmp:aenc="" mux1:component2/encoder=aenc"")"},
       {input("2"), "rtmp:aenc=off mux2:component2/encoder=aenc3", "",
        "enc:venc1/input=in2 enc:venc2/input=in2 rtsp:aenc=2 mux1:component2/encoder=aenc2"},
       {input("1"), "enc:venc2/input=in2 rtsp:aenc=2 rtmp:aenc=2", "rtsp:aenc=x",
@@ -115,7 +115,7 @@ TEST(Rules, RecordWhatDependsOnTheWrittenParameter) {
        "enc:venc1/input=in enc:venc2/input=in rtsp:aenc rtmp:aenc mux1:component2/encoder=aenc"},
   };
   for (const Row& row : rows) check(row);
-  for (const std::size_t gone : {1, 2}) check({ip("10.1.2.3"), "", "", ""}, gone);
+  for (const std::size_t gone : {1U, 2U}) check({ip("10.1.2.3"), "", "", ""}, gone);
 
   EXPECT_EQ(check({ip("192.168.1.1"), "", "", ""}), paths("net:subnet_mask net:broadcast_addr"));
   EXPECT_EQ(check({mask("255.255.255.0"), "", "", ""}), paths("net:ip_addr net:broadcast_addr"));
@@ -160,7 +160,7 @@ TEST(VideoEncoder, SwitchesFollowTheRoutingAndTheCodecs) {
       {rule, "", "enc:venc1/frame_ctrl/auto=no", "enc:venc1/frame_ctrl/auto=no"},
   };
   for (const Row& row : rows) check(row);
-  for (const std::size_t gone : {1, 2, 3, 4}) check({rule, neither, "", ""}, gone);
+  for (const std::size_t gone : {1U, 2U, 3U, 4U}) check({rule, neither, "", ""}, gone);
 }
 
 TEST(MuxBitrate, AddsUpWhatEachMultiplexerCarries) {

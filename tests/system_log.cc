@@ -11,8 +11,9 @@
 SystemLog::SystemLog() : socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  std::strcpy(address.sun_path, "/dev/log");
-  unlink(address.sun_path);
+  const char path[] = "/dev/log";
+  std::memcpy(address.sun_path, path, sizeof path);
+  unlink(path);
   EXPECT_EQ(bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   reader = std::thread([this] {
     char message[8192];
@@ -23,13 +24,17 @@ SystemLog::SystemLog() : socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
 }
 
 SystemLog::~SystemLog() {
-  lines({});
+  stop();
   close(socket);
 }
 
-std::vector<std::string> SystemLog::lines(const std::vector<std::pair<pid_t, std::string>>& names) {
+void SystemLog::stop() {
   shutdown(socket, SHUT_RD);  // what is queued is still read
   if (reader.joinable()) reader.join();
+}
+
+std::vector<std::string> SystemLog::lines(const std::vector<std::pair<pid_t, std::string>>& names) {
+  stop();
   std::vector<std::string> lines;
   for (const std::string& message : messages) {
     // <PRIORITY>Mmm dd hh:mm:ss tzr4417.cgi[PID]: text

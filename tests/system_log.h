@@ -20,6 +20,8 @@ class SystemLog {
   std::vector<std::string> lines(const std::vector<std::pair<pid_t, std::string>>& names);
 
  private:
+  void stop();
+
   int socket;
   std::vector<std::string> messages;
   std::thread reader;

@@ -34,7 +34,7 @@ TEST(UdsConnection, StaysClosedWithoutADaemon) {
     if (reason == ECONNREFUSED) {  // what a daemon leaves behind that died
       sockaddr_un address{};
       address.sun_family = AF_UNIX;
-      std::strcpy(address.sun_path, socketPath);
+      std::memcpy(address.sun_path, socketPath, sizeof socketPath);
       const int dead = socket(AF_UNIX, SOCK_STREAM, 0);
       ASSERT_EQ(bind(dead, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
       close(dead);
@@ -77,7 +77,7 @@ TEST(UdsConnection, EndsEachReplyAtItsFirstPrompt) {
       {"a\xc3\xa9\x01/> ", "a\xc3\xa9\x01"},
   };
   for (const auto& row : rows) {
-    for (const std::size_t piece : {1, 2, 3, 0}) {
+    for (const std::size_t piece : {1U, 2U, 3U, 0U}) {
       FakeDaemon daemon([&](const std::string&) { return Answer{row.bytes}; }, piece);
       UdsConnection connection;
       std::string reply = "old";

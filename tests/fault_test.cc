@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "tests/appliance.h"
+#include "tests/program.h"
+
+static const std::string json = "Content-Type: application/json\n\n";
+static const std::string serverError = "HTTP/1.1 500 Internal Server Error\n\n";
+
+struct Request {
+  std::string query;
+  Lines whole;  // every whole answer: all values, or without those that could not be had
+};
+
+static const Request requests[] = {
+    {"read=/a,/b",
+     {json + "{ \"\\/a\": \"1\", \"\\/b\": \"2\" }\n",
+      json + "{ \"\\/a\": \"1\", \"invalid\": [ \"/b\" ] }\n",
+      json + "{ \"invalid\": [ \"/a\", \"/b\" ] }\n"}},
+    {"write=/x&value=1", {json + R"({ "write": "\/x", "value": "1", "reply": "ok\r\n" })" + "\n"}},
+};
+
+/// What a fault may leave of the answer.
+enum class Outcome { StatusOrWhole, Whole, Cut, StatusBehindCut };
+
+static bool startsWith(const std::string& text, const std::string& start) {
+  return text.compare(0, start.size(), start) == 0;
+}
+
+static bool isAllowed(Outcome outcome, const Request& request, const std::string& output) {
+  const std::size_t status = output.find(serverError);
+  const std::string before = output.substr(0, status);
+  for (const std::string& whole : request.whole) {
+    if (output == whole) return true;
+    if (outcome == Outcome::Cut && startsWith(whole, output)) return true;
+    if (outcome == Outcome::StatusBehindCut && status != std::string::npos &&
+        startsWith(whole, before) &&
+        output == before + serverError + "Exception std::bad_alloc\n") {
+      return true;
+    }
+  }
+  return outcome == Outcome::StatusOrWhole && status == 0;
+}
+
+/// Where a fault leaves its mark once it has struck.
+static const char* const mark = "/tmp/fault";
+
+static bool hasStruck() {
+  std::ifstream file(mark);
+  return std::string(std::istreambuf_iterator<char>(file), {}).find("INJECTED") !=
+         std::string::npos;
+}
+
+/// Has the first, second, ... occurrence of a fault strike, until there is none any more; `under`
+/// makes the command to run the program under. Returns how many there were.
+static int strikeEach(const Request& request, Outcome outcome, const std::string& what,
+                      const std::function<Strings(const std::string& nth)>& under) {
+  Tree tree = applianceTree();
+  tree.insert({{"/a", "1"}, {"/b", "2"}});
+  for (int nth = 1;; ++nth) {
+    std::filesystem::remove(mark);
+    FakeDaemon daemon(answersFrom(tree, {{"put", "ok"}}));
+    const Response response =
+        respond({"QUERY_STRING=" + request.query}, "", under(std::to_string(nth)));
+    EXPECT_EQ(response.exitStatus, 0) << what << nth;
+    EXPECT_TRUE(isAllowed(outcome, request, response.output)) << what << nth << response.output;
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << what << nth;
+    EXPECT_EQ(errno, ECHILD) << what << nth;
+    if (!hasStruck()) return nth - 1;
+  }
+}
+
+TEST(Faults, OfSystemCallsLeaveASpecifiedAnswerAndNoProcess) {
+  const struct {
+    const char *calls, *errors;
+    Outcome outcome;
+    int readFaults, writeFaults;  // how often the request makes the call, at the least
+  } rows[] = {
+      {"socket", "EMFILE ENFILE ENOMEM", Outcome::StatusOrWhole, 1, 2},
+      {"connect", "EINTR EAGAIN ECONNREFUSED", Outcome::StatusOrWhole, 1, 2},
+      {"sendto", "EINTR EPIPE ENOMEM", Outcome::StatusOrWhole, 2, 35},
+      {"recvfrom", "EINTR ECONNRESET ENOMEM", Outcome::StatusOrWhole, 3, 36},
+      {"write", "EINTR EPIPE EAGAIN", Outcome::Cut, 3, 3},
+      {"clone,fork,clone3", "EAGAIN ENOMEM", Outcome::Whole, 0, 1},
+      {"setsid", "EPERM", Outcome::Whole, 0, 1},
+      {"openat,open", "EMFILE ENFILE EINTR", Outcome::Whole, 0, 3},
+  };
+  for (const auto& [calls, errors, outcome, readFaults, writeFaults] : rows) {
+    std::istringstream list(errors);
+    for (std::string error; list >> error;) {
+      const auto strace = [calls = std::string(calls), error](const std::string& nth) {
+        Strings command{"strace",
+                        "-f",
+                        "-qq",
+                        "-o",
+                        mark,
+                        "-E",
+                        "ASAN_OPTIONS=detect_leaks=0",
+                        "-e",
+                        "trace=" + calls,
+                        "-e",
+                        "inject=" + calls + ":error=" + error + ":when=" + nth};
+        if (startsWith(calls, "open")) command.insert(command.end(), {"-P", "/dev/null"});
+        return command;
+      };
+      const std::string what = std::string(calls) + ' ' + error + ' ';
+      EXPECT_GE(strikeEach(requests[0], outcome, what, strace), readFaults) << what;
+      EXPECT_GE(strikeEach(requests[1], outcome, what, strace), writeFaults) << what;
+    }
+  }
+}
+
+TEST(Faults, OfMemoryLeaveA500OrTheAnswer) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer brings an allocator of its own";
+#endif
+  for (const Request& request : requests) {
+    const int faults =
+        strikeEach(request, Outcome::StatusBehindCut, "malloc ", [](const std::string& nth) {
+          return Strings{"env", "LD_PRELOAD=" TEST_FAILING_MALLOC, "FAIL_MALLOC=" + nth};
+        });
+    EXPECT_GE(faults, 10) << request.query;
+  }
+}
