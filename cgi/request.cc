@@ -6,7 +6,7 @@
 
 /// The first field of that name, or null.
 static const cgicc::FormEntry* find(const cgicc::Cgicc& request, const char* name) {
-  const cgicc::const_form_iterator field = request.getElement(name);
+  const auto field = request.getElement(name);
   return field != request.getElements().end() ? &*field : nullptr;
 }
 

@@ -4,10 +4,6 @@
 
 ConfigClient::ConfigClient() : connection(std::make_unique<UdsConnection>()) {}
 
-ConfigClient::~ConfigClient() = default;
-
-ConfigClient::ConfigClient(ConfigClient&& other) noexcept = default;
-
 bool ConfigClient::isConnected() const { return connection && connection->isOpen(); }
 
 bool ConfigClient::get(const ParameterPath& name, std::string& value) {

@@ -8,23 +8,19 @@
 
 /// The configuration daemon's commands, over one connection of its own.
 ///
-/// Nothing reconnects: after a transport failure every operation returns false at once. An answer
-/// that reports an error is an answer like any other, and the operation succeeds. Names and values
-/// go out as they are, unquoted. Every operation blocks until the daemon has answered.
+/// Nothing reconnects: after a transport failure nothing more is sent and every request fails. An
+/// answer that reports an error is an answer like any other, and the operation succeeds. Names and
+/// values go out as they are, unquoted. Every operation blocks until the daemon has answered.
 class ConfigClient {
  public:
   /// Connects and consumes the greeting; `isConnected` tells the outcome.
   ConfigClient();
-  ~ConfigClient();
-  /// Leaves `other` without a socket: all its operations fail.
-  ConfigClient(ConfigClient&& other) noexcept;
-  ConfigClient& operator=(ConfigClient&& other) = delete;
 
-  bool isConnected() const;
+  [[nodiscard]] bool isConnected() const;
 
   /// Reads one parameter, without the white space around it; the daemon's "No such file or
-  /// directory" arrives as a value. On failure `value` holds what it held before, or the part of
-  /// the reply that arrived, trimmed.
+  /// directory" arrives as a value. On failure `value` holds, trimmed, what it held before
+  /// or the part of the reply that arrived; without a socket it is untouched.
   bool get(const ParameterPath& name, std::string& value);
 
   /// Writes all of `changes` in order, and ends at the first failed exchange, with no way back for
@@ -42,7 +38,7 @@ class ConfigClient {
   bool save(std::string& reply);
 
   /// "Ready", the transport's failure, or "No socket".
-  std::string statusText() const;
+  [[nodiscard]] std::string statusText() const;
 
  private:
   bool execute(const std::string& request, std::string& reply);

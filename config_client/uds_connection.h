@@ -23,7 +23,7 @@ class UdsConnection {
   /// Closes the socket, if one is held; the status stays what it was.
   void close();
 
-  bool isOpen() const { return fd >= 0; }
+  [[nodiscard]] bool isOpen() const { return fd >= 0; }
 
   /// Sends `line`, with a carriage return added unless it ends in one. An empty line is a success
   /// that sends nothing. False when closed before, or by a failure now.
@@ -37,7 +37,7 @@ class UdsConnection {
   bool execute(std::string request, std::string& reply);
 
   /// "Ready", or the failure and, after ": ", the C library's text for its error number.
-  std::string statusText() const;
+  [[nodiscard]] std::string statusText() const;
 
  private:
   bool succeed();

@@ -4,6 +4,7 @@
 
 #include <iostream>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 #include "cgi/reply.h"
@@ -13,6 +14,16 @@
 /// Reads `name` into `value`. A name with a blank is never sent: it would make two words.
 static bool readValue(ConfigClient& client, const std::string& name, std::string& value) {
   return name.find(' ') == std::string::npos && client.get(name, value) && value != noSuchParameter;
+}
+
+/// Writes `names` as a JSON array, each as it stood in the request, not escaped.
+static void writeArray(const std::vector<std::string>& names) {
+  const char* separator = "[ ";
+  for (const std::string& name : names) {
+    std::cout << separator << '"' << name << '"';
+    separator = ", ";
+  }
+  std::cout << " ]";
 }
 
 void handleReadRequest(std::string names) {
@@ -28,30 +39,22 @@ void handleReadRequest(std::string names) {
   }
   writeJsonHeader();
 
-  const char* const objectStart = "{ ";
-  const char* separator = objectStart;
+  bool anyMember = false;
+  const auto separator = [&anyMember] { return std::exchange(anyMember, true) ? ", " : "{ "; };
   std::vector<std::string> invalid;
   std::istringstream list(names);
   for (std::string name; std::getline(list, name, ',');) {
     if (name.empty()) continue;
     std::string value;
-    if (!readValue(client, name, value)) {
+    if (readValue(client, name, value)) {
+      std::cout << separator() << '"' << jsonEscape(name) << "\": \"" << jsonEscape(value) << '"';
+    } else {
       invalid.push_back(name);
-      continue;
     }
-    std::cout << separator << '"' << jsonEscape(name) << "\": \"" << jsonEscape(value) << '"';
-    separator = ", ";
   }
-
   if (!invalid.empty()) {
-    std::cout << separator << "\"invalid\": ";
-    separator = "[ ";
-    for (const std::string& name : invalid) {
-      // As it stood in the request, not escaped: the pages look it up in what they sent.
-      std::cout << separator << '"' << name << '"';
-      separator = ", ";
-    }
-    std::cout << " ]";
+    std::cout << separator() << "\"invalid\": ";
+    writeArray(invalid);
   }
-  if (separator != objectStart) std::cout << " }" << std::endl;
+  if (anyMember) std::cout << " }" << std::endl;
 }

@@ -4,13 +4,18 @@ ParameterPath encoderPath(const std::string& encoder, const char* parameter) {
   return "/configuration/encoders/" + encoder + parameter;
 }
 
+ParameterPath videoEncoderPrefix() { return encoderPath("venc", ""); }
+
 ParameterPath videoEncoderPath(int number, const char* parameter) {
-  return std::string(videoEncoderPrefix) + std::to_string(number) + parameter;
+  return videoEncoderPrefix() + std::to_string(number) + parameter;
+}
+
+ParameterPath streamPrefix(const char* output) {
+  return std::string("/configuration/outputs/") + output + "/streams/stream";
 }
 
 ParameterPath streamPath(const char* output, int stream, const char* parameter) {
-  return std::string("/configuration/outputs/") + output + "/streams/stream" +
-         std::to_string(stream) + parameter;
+  return streamPrefix(output) + std::to_string(stream) + parameter;
 }
 
 ParameterPath muxPath(int mux, const std::string& parameter) {

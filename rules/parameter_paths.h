@@ -5,23 +5,24 @@
 
 #include "write_service/change_set.h"
 
-// Paths that more than one unit names. Each family of numbered paths has its one helper.
+// The paths that more than one unit names. `parameter` always begins with a slash.
 
 inline constexpr std::string_view ipAddressPath = "/configuration/network/ip_addr";
 inline constexpr std::string_view subnetMaskPath = "/configuration/network/subnet_mask";
-inline constexpr std::string_view videoModePath = "/configuration/inputs/video/mode";
 
-/// What stands before the number of a video encoder and of an RTSP stream.
-inline constexpr std::string_view videoEncoderPrefix = "/configuration/encoders/venc";
-inline constexpr std::string_view rtspStreamPrefix = "/configuration/outputs/rtsp/streams/stream";
-
-/// A parameter of the encoder of that name ("venc1", "aenc3"); `parameter` begins with a slash.
+/// A parameter of the encoder of that name, such as "aenc3".
 ParameterPath encoderPath(const std::string& encoder, const char* parameter);
+
+/// All that stands before a video encoder's number.
+ParameterPath videoEncoderPrefix();
 
 /// A parameter of video encoder 1 or 2.
 ParameterPath videoEncoderPath(int number, const char* parameter);
 
-/// A parameter of stream 1, 2, ... of the output "rtsp" or "rtmp".
+/// All that stands before the number of a stream of the output "rtsp" or "rtmp".
+ParameterPath streamPrefix(const char* output);
+
+/// A parameter of stream 1, 2, ... of an output.
 ParameterPath streamPath(const char* output, int stream, const char* parameter);
 
 /// A parameter of transport-stream multiplexer 1 or 2.

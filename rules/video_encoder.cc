@@ -26,8 +26,8 @@ void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes) {
 
 void applyFrameRateRule(ConfigClient& client, ChangeSet& changes, ParameterPath name,
                         std::string value) {
-  const std::string_view group = "/frame_ctrl/";
-  name.resize(videoEncoderPrefix.size() + 1 + group.size());
-  name += "enable";
+  // Up to the encoder's number; what the written name has behind it does not count.
+  name.resize(videoEncoderPrefix().size() + 1);
+  name += "/frame_ctrl/enable";
   setIfChanged(client, changes, name, yesOrNo(value != "1"), "");
 }

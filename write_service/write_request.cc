@@ -19,7 +19,8 @@
 #include "rules/video_encoder.h"
 #include "write_service/parameter_access.h"
 
-/// Throws for what no quoting can keep on one request line.
+/// Throws for a line break that the quotes would not hold together: a name gets none, and those in
+/// a value would end the ones around it.
 static void refuseLineBreaks(const ParameterPath& name, const std::string& value) {
   const char* const lineBreaks = "\r\n";
   if (name.find_first_of(lineBreaks) != std::string::npos) {
@@ -40,22 +41,22 @@ static void quoteIfNeeded(std::string& value) {
 
 /// Whether `name` is `prefix`, any one character and `suffix`; more may follow. Throws
 /// `std::out_of_range` for a `name` that ends with the prefix.
-static bool isNumbered(const ParameterPath& name, std::string_view prefix,
-                       std::string_view suffix) {
+static bool isNumbered(const ParameterPath& name, const std::string& prefix,
+                       const std::string& suffix) {
   return name.compare(0, prefix.size(), prefix) == 0 &&
-         name.substr(prefix.size() + 1, suffix.size()) == suffix;
+         name.compare(prefix.size() + 1, suffix.size(), suffix) == 0;
 }
 
 /// Runs the one rule, if any, that the written parameter triggers: the first that matches.
 static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const ParameterPath& name,
                                const std::string& value) {
-  const std::string_view single = "single";
-  if (name == videoModePath && value.compare(0, single.size(), single) == 0) {
+  const std::string single = "single";
+  if (name == "/configuration/inputs/video/mode" && value.compare(0, single.size(), single) == 0) {
     // The input's number stands behind one separating character, whatever that is.
     applySingleInputRule(client, changes, value.substr(single.size() + 1, 1));
-  } else if (isNumbered(name, videoEncoderPrefix, "/frame_ctrl/rate")) {
+  } else if (isNumbered(name, videoEncoderPrefix(), "/frame_ctrl/rate")) {
     applyFrameRateRule(client, changes, name, value);
-  } else if (isNumbered(name, rtspStreamPrefix, "/aenc")) {
+  } else if (isNumbered(name, streamPrefix("rtsp"), "/aenc")) {
     applyStreamAudioRule(client, changes, value);
   } else if (name == ipAddressPath || name == subnetMaskPath) {
     updateBroadcastAddress(client, changes, name, value);
@@ -65,12 +66,17 @@ static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const P
 static void writeReply(const ParameterPath& name, const std::string& value,
                        const std::string& reply) {
   writeJsonHeader();
-  std::cout << "{ \"write\": \"" << jsonEscape(name) << "\", \"value\": \"" << jsonEscape(value)
-            << "\", \"reply\": \"" << jsonEscape(reply) << "\" }" << std::endl;
+  std::cout << R"({ "write": ")" << jsonEscape(name) << R"(", "value": ")" << jsonEscape(value)
+            << R"(", "reply": ")" << jsonEscape(reply) << R"(" })" << std::endl;
 }
 
 static void logReply(const char* command, const std::string& reply) {
   if (!reply.empty()) syslog(LOG_INFO, "Reply from \"%s\": %s", command, reply.c_str());
+}
+
+/// Parts `stream` from the web server. Where "/dev/null" cannot be opened, the stream is closed.
+static void letGo(std::FILE* stream, const char* mode) {
+  [[maybe_unused]] const std::FILE* reopened = std::freopen("/dev/null", mode, stream);
 }
 
 /// Ends the calling process and goes on in a child that has let go of the web server's streams, so
@@ -83,11 +89,9 @@ static void detach() {
     return;
   }
   setsid();
-  // A stream that cannot be reopened is closed all the same, and with it the way to the web server.
-  const char* const nowhere = "/dev/null";
-  [[maybe_unused]] const std::FILE* input = std::freopen(nowhere, "r", stdin);
-  [[maybe_unused]] const std::FILE* output = std::freopen(nowhere, "a", stdout);
-  [[maybe_unused]] const std::FILE* error = std::freopen(nowhere, "a", stderr);
+  letGo(stdin, "r");
+  letGo(stdout, "a");
+  letGo(stderr, "a");
 }
 
 void handleWriteRequest(ParameterPath name, std::string value) {

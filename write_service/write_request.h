@@ -7,8 +7,9 @@
 /// Stores `value` for `name` together with the parameters that must change with it, answers on
 /// standard output, and has a detached child apply and save the configuration.
 ///
-/// The reply is one line of JSON, or 500 when the daemon cannot be reached or a put fails. Once the
-/// reply is out, the calling process ends here with exit status 0; what returns is the child, or
-/// the caller itself if it could not fork. Throws, with nothing written, when `name` or `value`
-/// would break the request line or is too short for the rule that its beginning selects.
+/// Answers 500 and returns when the daemon cannot be reached. Otherwise the reply is one line of
+/// JSON, or 500 when a put fails, and then the calling process ends here with exit status 0: what
+/// returns is the child, or the caller itself if it could not fork. Throws, with nothing written,
+/// when `name` or `value` would break the request line or is too short for the rule that its
+/// beginning selects.
 void handleWriteRequest(ParameterPath name, std::string value);
