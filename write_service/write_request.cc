@@ -40,7 +40,8 @@ static void quoteIfNeeded(std::string& value) {
 }
 
 /// Whether `name` is `prefix`, any one character and `suffix`; more may follow. Throws
-/// `std::out_of_range` for a `name` that ends with the prefix.
+/// `std::out_of_range` for a `name` that ends with the prefix; with string views for its arguments,
+/// `compare` would end the process instead.
 static bool isNumbered(const ParameterPath& name, const std::string& prefix,
                        const std::string& suffix) {
   return name.compare(0, prefix.size(), prefix) == 0 &&
