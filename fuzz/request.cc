@@ -1,0 +1,68 @@
+// The request as the program takes it, through cgicc, from the environment and standard input: a
+// line with the query string, one with the content type, and the body.
+
+#include "cgi/request.h"
+
+#include <cgicc/Cgicc.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+
+#include "cgi/reply.h"
+
+/// Undoes `jsonEscape`, and aborts at what it never writes.
+static std::string unescape(const std::string& text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"' || text[i] == '/') std::abort();
+    if (text[i] != '\\') {
+      plain += text[i];
+      continue;
+    }
+    static const std::string letters = "\"\\/bfnrt";
+    const std::size_t letter = letters.find(text.at(++i));
+    if (letter == std::string::npos) std::abort();
+    plain += "\"\\/\b\f\n\r\t"[letter];
+  }
+  return plain;
+}
+
+/// Makes `body` the content of standard input.
+static void setInput(const std::string& body) {
+  const int file = memfd_create("body", 0);
+  if (write(file, body.data(), body.size()) != static_cast<ssize_t>(body.size())) std::abort();
+  lseek(file, 0, SEEK_SET);
+  dup2(file, STDIN_FILENO);
+  close(file);
+  std::clearerr(stdin);
+  std::cin.clear();
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  if (text.find('\0') != std::string::npos) return 0;  // no environment holds it
+  std::istringstream input(text);
+  std::string query;
+  std::string type;
+  std::getline(std::getline(input, query), type);
+  const std::string body(std::istreambuf_iterator<char>(input), {});
+  setenv("REQUEST_METHOD", "POST", 1);
+  setenv("QUERY_STRING", query.c_str(), 1);
+  setenv("CONTENT_TYPE", type.c_str(), 1);
+  setenv("CONTENT_LENGTH", std::to_string(body.size()).c_str(), 1);
+  setInput(body);
+  try {
+    const RequestFields fields = readFields(cgicc::Cgicc());
+    if (fields.read && fields.read->find_first_of("\r\n") != std::string::npos) std::abort();
+    for (const auto& field : {fields.read, fields.write, fields.value}) {
+      if (field && unescape(jsonEscape(*field)) != *field) std::abort();
+    }
+  } catch (const std::exception&) {
+    // What the program answers with 500.
+  }
+  return 0;
+}

@@ -1,0 +1,43 @@
+// The rules, on a daemon that holds anything: a line with the written value, one that chooses its
+// name, one that the greeting takes, then what each read yields.
+
+#include <arpa/inet.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "fuzz/fake_socket.h"
+#include "rules/fixed_settings.h"
+#include "rules/mux_bitrate.h"
+#include "rules/network_address.h"
+#include "rules/parameter_paths.h"
+#include "rules/video_encoder.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fake_socket::serveLines(data, size);
+  const std::string value = fake_socket::nextLine();
+  const bool isMask = fake_socket::nextLine() == "mask";
+  ConfigClient client;
+  ChangeSet changes;
+  updateBroadcastAddress(client, changes, ParameterPath(isMask ? subnetMaskPath : ipAddressPath),
+                         value);
+  applyMuxBitrateRule(client, changes);
+  applyVideoEncoderRules(client, changes);
+  applyFixedSettings(client, changes);
+
+  const auto broadcast = changes.find("/configuration/network/broadcast_addr");
+  in_addr address{};
+  if (broadcast != changes.end() && inet_pton(AF_INET, broadcast->second.c_str(), &address) != 1) {
+    std::abort();
+  }
+  for (const int mux : {1, 2}) {
+    const auto bitrate = changes.find(muxPath(mux, "/bitrate"));
+    if (bitrate == changes.end()) continue;
+    const int total = std::stoi(bitrate->second);
+    if (total < 200000 || total > 50000000 || std::to_string(total) != bitrate->second) {
+      std::abort();
+    }
+  }
+  return 0;
+}
