@@ -2,10 +2,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <regex>
 
 static int statusOf(pid_t process, pid_t& waited) {
   int status = 0;
@@ -13,7 +18,11 @@ static int statusOf(pid_t process, pid_t& waited) {
   return waited > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-Program::Program(Strings environment, const std::string& body, const Strings& before) {
+Program::Program(Strings environment, const std::string& body, const Strings& before)
+    : logSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+  const sockaddr_un address{AF_UNIX, "/dev/log"};
+  unlink(address.sun_path);
+  EXPECT_EQ(bind(logSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   prctl(PR_SET_CHILD_SUBREAPER, 1);  // so that the detached child becomes ours
   int in[2];
   int out[2];
@@ -46,14 +55,24 @@ Program::Program(Strings environment, const std::string& body, const Strings& be
   outputEnd = out[0];
 }
 
-std::string Program::output() const {
+Program::~Program() {
+  close(outputEnd);
+  close(logSocket);
+}
+
+std::string Program::output() {
   std::string all;
   char chunk[4096];
-  for (ssize_t size; (size = read(outputEnd, chunk, sizeof chunk)) > 0;) {
+  for (;;) {
+    // A log socket that nobody reads would soon block the program.
+    pollfd ready[] = {{outputEnd, POLLIN, 0}, {logSocket, POLLIN, 0}};
+    poll(ready, 2, -1);
+    readLog();
+    if (ready[0].revents == 0) continue;
+    const ssize_t size = read(outputEnd, chunk, sizeof chunk);
+    if (size <= 0) return all;
     all.append(chunk, static_cast<std::size_t>(size));
   }
-  close(outputEnd);
-  return all;
 }
 
 int Program::exitStatus() const {
@@ -63,7 +82,28 @@ int Program::exitStatus() const {
 
 int Program::detachedExitStatus() { return statusOf(-1, child); }
 
-Strings Program::log() { return systemLog.lines({{parent, "parent"}, {child, "child"}}); }
+void Program::readLog() {
+  char message[8192];
+  for (ssize_t size; (size = recv(logSocket, message, sizeof message, MSG_DONTWAIT)) > 0;) {
+    messages.emplace_back(message, static_cast<std::size_t>(size));
+  }
+}
+
+Strings Program::log() {
+  readLog();
+  // <PRIORITY>Mmm dd hh:mm:ss tzr4417.cgi[PID]: TEXT
+  static const std::regex format(R"(<(\d+)>.{15} tzr4417\.cgi\[(\d+)\]: ([^]*))");
+  Strings lines;
+  for (const std::string& message : messages) {
+    std::smatch parts;
+    EXPECT_TRUE(std::regex_match(message, parts, format)) << message;
+    const char* const process = parts[2] == std::to_string(parent)  ? " parent "
+                                : parts[2] == std::to_string(child) ? " child "
+                                                                    : " stranger ";
+    lines.push_back(parts[1].str() + process + parts[3].str());
+  }
+  return lines;
+}
 
 Response respond(const Strings& environment, const std::string& body, const Strings& before) {
   Program program(environment, body, before);

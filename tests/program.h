@@ -5,19 +5,21 @@
 #include <string>
 #include <vector>
 
-#include "tests/system_log.h"
-
 using Strings = std::vector<std::string>;
 
-/// One run of tzr4417.cgi as a web server would start it, with nothing else in its environment.
+/// One run of tzr4417.cgi as a web server would start it, with nothing else in its environment, and
+/// the system log, on /dev/log, as long as it lives.
 class Program {
  public:
   /// Starts it; `before` is a command to run it under.
   explicit Program(Strings environment, const std::string& body = "", const Strings& before = {});
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
 
   /// All of standard output and standard error, up to their ends. Both end when every process that
   /// holds them has let go of them.
-  [[nodiscard]] std::string output() const;
+  std::string output();
 
   /// Waits for the process that was started; its exit status, or -1 after a signal.
   [[nodiscard]] int exitStatus() const;
@@ -29,10 +31,13 @@ class Program {
   Strings log();
 
  private:
-  SystemLog systemLog;
+  void readLog();
+
+  int logSocket;
   int outputEnd = -1;
   pid_t parent = -1;
   pid_t child = -1;
+  Strings messages;
 };
 
 /// The whole of one request, seen from outside, when all processes have ended.
