@@ -72,10 +72,10 @@ static int strikeEach(const Request& request, Outcome outcome, const std::string
   for (int nth = 1;; ++nth) {
     std::filesystem::remove(mark);
     FakeDaemon daemon(answersFrom(tree, {{"put", "ok"}}));
-    const Response response =
+    const auto [output, exitStatus, detachedExitStatus, log] =
         respond({"QUERY_STRING=" + request.query}, "", under(std::to_string(nth)));
-    EXPECT_EQ(response.exitStatus, 0) << what << nth;
-    EXPECT_TRUE(isAllowed(outcome, request, response.output)) << what << nth << response.output;
+    EXPECT_EQ(exitStatus, 0) << what << nth;
+    EXPECT_TRUE(isAllowed(outcome, request, output)) << what << nth << output;
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << what << nth;
     EXPECT_EQ(errno, ECHILD) << what << nth;
     if (!hasStruck()) return nth - 1;

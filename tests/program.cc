@@ -4,13 +4,18 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <regex>
+
+#ifdef __UCLIBC__
+static const char* const messageEnd = R"(\0)";  // it sends the terminating zero too
+#else
+static const char* const messageEnd = "";
+#endif
 
 static int statusOf(pid_t process, pid_t& waited) {
   int status = 0;
@@ -23,7 +28,6 @@ Program::Program(Strings environment, const std::string& body, const Strings& be
   const sockaddr_un address{AF_UNIX, "/dev/log"};
   unlink(address.sun_path);
   EXPECT_EQ(bind(logSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  prctl(PR_SET_CHILD_SUBREAPER, 1);  // so that the detached child becomes ours
   int in[2];
   int out[2];
   EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
@@ -92,7 +96,8 @@ void Program::readLog() {
 Strings Program::log() {
   readLog();
   // <PRIORITY>Mmm dd hh:mm:ss tzr4417.cgi[PID]: TEXT
-  static const std::regex format(R"(<(\d+)>.{15} tzr4417\.cgi\[(\d+)\]: ([^]*))");
+  static const std::regex format(
+      std::string(R"(<(\d+)>.{15} tzr4417\.cgi\[(\d+)\]: ([^]*))") + messageEnd);
   Strings lines;
   for (const std::string& message : messages) {
     std::smatch parts;
@@ -107,10 +112,8 @@ Strings Program::log() {
 
 Response respond(const Strings& environment, const std::string& body, const Strings& before) {
   Program program(environment, body, before);
-  Response response;
-  response.output = program.output();
-  response.exitStatus = program.exitStatus();
-  response.detachedExitStatus = program.detachedExitStatus();
-  response.log = program.log();
-  return response;
+  const std::string output = program.output();
+  const int exitStatus = program.exitStatus();
+  const int detachedExitStatus = program.detachedExitStatus();
+  return {output, exitStatus, detachedExitStatus, program.log()};
 }

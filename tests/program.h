@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 using Strings = std::vector<std::string>;
@@ -40,12 +41,9 @@ class Program {
   Strings messages;
 };
 
-/// The whole of one request, seen from outside, when all processes have ended.
-struct Response {
-  std::string output;
-  int exitStatus, detachedExitStatus;
-  Strings log;
-};
+/// The whole of one request, seen from outside: the output, both exit statuses and the log.
+using Response = std::tuple<std::string, int, int, Strings>;
 
+/// Runs one request until all its processes have ended.
 Response respond(const Strings& environment, const std::string& body = "",
                  const Strings& before = {});

@@ -36,6 +36,13 @@ static Lines readsOfAWrite(Lines triggered) {
   return triggered;
 }
 
+/// A response of the one process, with nothing logged.
+static Response answered(const std::string& output) { return {output, 0, -1, {}}; }
+
+static Response failed(const std::string& text) {
+  return {serverError + "Exception " + text + "\n", 0, -1, {"11 parent Caught exception " + text}};
+}
+
 TEST(Program, AnswersReads) {
   const Tree stored{
       {"/a", "1"}, {"/b", "\"2\"\n\\"}, {"/c", "no such file or directory"}, {"/\t", ""}};
@@ -52,89 +59,66 @@ TEST(Program, AnswersReads) {
       {"read=/a,/a", R"({ "\/a": "1", "\/a": "1" })", {"ls /a", "ls /a"}},
       {"read=/c", R"({ "\/c": "no such file or directory" })", {"ls /c"}},
       {"read=/%09", R"({ "\/\t": "" })", {"ls /\t"}},
-      {"read=/x,/a, /a,/\"x,/x",
-       R"({ "\/a": "1", "invalid": [ "/x", " /a", "/"x", "/x" ] })",
-       {"ls /x", "ls /a", "ls /\"x", "ls /x"}},
+      {"read=/x, /a,/\"x,/x",
+       R"({ "invalid": [ "/x", " /a", "/"x", "/x" ] })",
+       {"ls /x", "ls /\"x", "ls /x"}},
+      {"read=/x,/a", R"({ "\/a": "1", "invalid": [ "/x" ] })", {"ls /x", "ls /a"}},
       {"read=+", R"({ "invalid": [ " " ] })", {}},
       {"read=,", "", {}},
       {"read=,,", "", {}},
   };
   for (const auto& [fields, body, requests] : rows) {
     FakeDaemon daemon(answersFrom(stored));
-    const Response response = respond({query(fields)});
-    EXPECT_EQ(response.output, json + body + (*body == '\0' ? "" : "\n")) << fields;
-    EXPECT_EQ(response.exitStatus, 0) << fields;
-    EXPECT_EQ(response.log, Lines{}) << fields;
+    EXPECT_EQ(respond({query(fields)}), answered(json + body + (*body == '\0' ? "" : "\n")))
+        << fields;
     EXPECT_EQ(daemon.requests(), requests) << fields;
   }
 }
 
 TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
-  const std::string answer = json + "{ \"\\/a\": \"1\" }\n";
+  const Response usual = answered(json + "{ \"\\/a\": \"1\" }\n");
+  const Response none = answered("");
+  const Response tooLong("", 1, -1, {});
+  const Response empty("HTTP/1.1 400 Bad Request\n\n", 0, -1,
+                       {"11 parent No parameter names in read request"});
   const std::string form = "application/x-www-form-urlencoded";
   const std::string multipart = "multipart/form-data; boundary=x";
   const std::string part =
       "--x\r\nContent-Disposition: form-data; name=\"read\"\r\n\r\n/a\r\n--x--\r\n";
   const struct {
-    std::string type, body, rest, output;
-    int exitStatus;
-    Lines log;
+    std::string type, body, rest;
+    Response response;
   } rows[] = {
-      {form, "read=/a", "REQUEST_METHOD=POST", answer, 0, {}},
-      {form, "read=/a", "REQUEST_METHOD=POST QUERY_STRING=read=/b", answer, 0, {}},
-      {multipart, part, "REQUEST_METHOD=POST", answer, 0, {}},
-      {form, "read=/a", "REQUEST_METHOD=POST CGICC_MAX_CONTENTLENGTH=7", answer, 0, {}},
-      {form, "read=/a", "REQUEST_METHOD=POST CGICC_MAX_CONTENTLENGTH=6", "", 1, {}},
-      {form, "read=/a", "REQUEST_METHOD=pUt CGICC_MAX_CONTENTLENGTH=x", "", 1, {}},
-      {form,
-       "",
-       "REQUEST_METHOD=GET CGICC_MAX_CONTENTLENGTH=-1 QUERY_STRING=read=/a",
-       answer,
-       0,
-       {}},
-      {form,
-       "read=/a",
-       "REQUEST_METHOD=POST CONTENT_LENGTH=9",
-       serverError + "Exception I/O error\n",
-       0,
-       {"11 parent Caught exception I/O error"}},
-      {multipart,
-       "--x\r\nno header\r\n--x--\r\n",
-       "REQUEST_METHOD=POST",
-       serverError + "Exception Malformed input\n",
-       0,
-       {"11 parent Caught exception Malformed input"}},
-      {form,
-       "",
-       "QUERY_STRING=read=",
-       "HTTP/1.1 400 Bad Request\n\n",
-       0,
-       {"11 parent No parameter names in read request"}},
-      {form, "", "QUERY_STRING=write=/a", "", 0, {}},
-      {form, "", "QUERY_STRING=value=1&reads=/a", "", 0, {}},
-      {form, "", "REQUEST_METHOD=GET", "", 0, {}},
+      {form, "read=/a", "METHOD=POST", usual},
+      {form, "read=/a", "METHOD=POST QUERY_STRING=read=/b", usual},
+      {multipart, part, "METHOD=POST", usual},
+      {form, "read=/a", "METHOD=POST CGICC_MAX_CONTENTLENGTH=7", usual},
+      {form, "read=/a", "METHOD=POST CGICC_MAX_CONTENTLENGTH=6", tooLong},
+      {form, "read=/a", "METHOD=pUt CGICC_MAX_CONTENTLENGTH=x", tooLong},
+      {form, "-", "METHOD=GET CGICC_MAX_CONTENTLENGTH=0 QUERY_STRING=read=/a", usual},
+      {form, "read=/a", "METHOD=POST CONTENT_LENGTH=9", failed("I/O error")},
+      {multipart, "--x\r\nno header\r\n--x--\r\n", "METHOD=POST", failed("Malformed input")},
+      {form, "", "QUERY_STRING=read=", empty},
+      {form, "", "QUERY_STRING=write=/a", none},
+      {form, "", "QUERY_STRING=value=1&reads=/a", none},
+      {form, "", "METHOD=GET", none},
   };
-  for (const auto& [type, body, rest, output, exitStatus, log] : rows) {
+  for (const auto& [type, body, rest, response] : rows) {
     FakeDaemon daemon(answersFrom({{"/a", "1"}}));
     Strings environment{"CONTENT_TYPE=" + type};
     std::istringstream words(rest);
-    for (std::string word; words >> word;) environment.push_back(word);
+    for (std::string word; words >> word;) {
+      environment.push_back((word[0] == 'M' ? "REQUEST_" : "") + word);
+    }
     environment.push_back("CONTENT_LENGTH=" + std::to_string(body.size()));  // the first one counts
-    const Response response = respond(environment, body);
-    EXPECT_EQ(response.output, output) << rest;
-    EXPECT_EQ(response.exitStatus, exitStatus) << rest;
-    EXPECT_EQ(response.log, log) << rest;
+    EXPECT_EQ(respond(environment, body), response) << rest;
   }
 }
 
 TEST(Program, RefusesEveryRequestWithoutADaemon) {
   unlink(socketPath);
   for (const char* fields : {"read=/a", "read=", "write=/a&value=1", "write=/a%0A&value=1"}) {
-    const Response response = respond({query(fields)});
-    EXPECT_EQ(response.output, serverError) << fields;
-    EXPECT_EQ(response.exitStatus, 0) << fields;
-    EXPECT_EQ(response.detachedExitStatus, -1) << fields;
-    EXPECT_EQ(response.log, Lines{}) << fields;
+    EXPECT_EQ(respond({query(fields)}), answered(serverError)) << fields;
   }
 }
 
@@ -142,10 +126,15 @@ TEST(Program, WritesAParameterWithThoseThatDependOnIt) {
   Tree stored = tree("out:recorder/stream=1 mux1:bitrate=1");
   stored.merge(applianceTree());
   FakeDaemon daemon(answersFrom(stored, {{"put", "ok"}, {"save", "saved"}}));
-  const Response response = respond({query("write=" + ipPath + "&value=10.0.0.5")});
-  EXPECT_EQ(response.output, writtenIp(R"(ok\r\nok\r\nok\r\nok\r\n)"));
-  EXPECT_EQ(response.exitStatus, 0);
-  EXPECT_EQ(response.detachedExitStatus, 0);
+  const Lines log{ipSetting,
+                  broadcastSetting,
+                  setting + "/configuration/outputs/recorder/stream to 2",
+                  setting + "/configuration/outputs/ts/muxer/mux1/bitrate to 4466526",
+                  "14 parent Reply from \"put\": ok\r\nok\r\nok\r\nok\r\n",
+                  "14 child Reply from \"save\": saved\r\n",
+                  applied};
+  EXPECT_EQ(respond({query("write=" + ipPath + "&value=10.0.0.5")}),
+            Response(writtenIp(R"(ok\r\nok\r\nok\r\nok\r\n)"), 0, 0, log));
   Lines requests = readsOfAWrite(paths("net:subnet_mask net:broadcast_addr"));
   for (const char* request :
        {"put /configuration/network/broadcast_addr 10.0.0.255",
@@ -155,12 +144,6 @@ TEST(Program, WritesAParameterWithThoseThatDependOnIt) {
     requests.emplace_back(request);
   }
   EXPECT_EQ(daemon.requests(), requests);
-  EXPECT_EQ(
-      response.log,
-      (Lines{ipSetting, broadcastSetting, setting + "/configuration/outputs/recorder/stream to 2",
-             setting + "/configuration/outputs/ts/muxer/mux1/bitrate to 4466526",
-             "14 parent Reply from \"put\": ok\r\nok\r\nok\r\nok\r\n",
-             "14 child Reply from \"save\": saved\r\n", applied}));
 }
 
 TEST(Program, SendsAnyValueAsOneWord) {
@@ -177,7 +160,7 @@ TEST(Program, SendsAnyValueAsOneWord) {
   for (const auto& [field, sent, echoed] : rows) {
     FakeDaemon daemon(answersFrom(applianceTree()));
     const Response response = respond({query(std::string("write=/x&value=") + field)});
-    EXPECT_EQ(response.output, written(R"(\/x)", echoed, ""));
+    EXPECT_EQ(std::get<0>(response), written(R"(\/x)", echoed, ""));
     std::string all;  // this daemon splits a line also at a quoted carriage return
     for (const std::string& line : daemon.requests()) all += line + '\r';
     EXPECT_NE(all.find(std::string("\rput /x ") + sent + "\rapply\rsave\r"), std::string::npos);
@@ -209,7 +192,7 @@ TEST(Program, TriggersARuleByFixedStretchesOfTheName) {
   };
   for (const auto& [name, value, reads] : rows) {
     FakeDaemon daemon(answersFrom(applianceTree()));
-    EXPECT_EQ(respond({query("write=" + paths(name)[0] + "&value=" + value)}).exitStatus, 0);
+    respond({query("write=" + paths(name)[0] + "&value=" + value)});
     Lines first = daemon.requests();
     Lines expected = readsOfAWrite(paths(reads));
     const std::size_t count = paths(reads).size() + 1;  // the others go by the written value
@@ -220,28 +203,28 @@ TEST(Program, TriggersARuleByFixedStretchesOfTheName) {
 }
 
 TEST(Program, RefusesWhatItCannotWrite) {
-  const struct {
-    const char *fields, *text;
-    std::size_t logLines;
-  } rows[] = {
-      {"write=/a%0Aput+/b&value=1", "Line break in parameter name\n", 1},
-      {"write=/a%0D&value=1", "Line break in parameter name\n", 1},
-      {"write=/a&value=%0D\"", "Line break and double quote in value\n", 1},
-      {"write=/a&value=\"x%0A", "Line break and double quote in value\n", 1},
-      {"write=/configuration/encoders/venc&value=1", "", 2},
-      {"write=/configuration/outputs/rtsp/streams/stream&value=1", "", 2},
-      {"write=/configuration/inputs/video/mode&value=single", "", 2},
-  };
-  for (const auto& [fields, text, logLines] : rows) {
+  const std::string inName = "Line break in parameter name";
+  const std::string inValue = "Line break and double quote in value";
+  const std::pair<const char*, std::string> rows[] = {{"write=/a%0Aput+/b&value=1", inName},
+                                                      {"write=/a%0D&value=1", inName},
+                                                      {"write=/a&value=%0D\"", inValue},
+                                                      {"write=/a&value=\"x%0A", inValue}};
+  for (const auto& [fields, text] : rows) {
     FakeDaemon daemon(answersFrom({}));
-    const Response response = respond({query(fields)});
-    EXPECT_EQ(response.output.rfind(serverError + "Exception " + text, 0), 0U) << response.output;
-    EXPECT_EQ(response.exitStatus, 0) << fields;
-    EXPECT_EQ(response.detachedExitStatus, -1) << fields;
+    EXPECT_EQ(respond({query(fields)}), failed(text)) << fields;
     EXPECT_EQ(daemon.requests(), Lines{}) << fields;
-    ASSERT_EQ(response.log.size(), logLines) << fields;
-    const std::string what = response.output.substr(serverError.size() + 10);
-    EXPECT_EQ(response.log.back() + '\n', "11 parent Caught exception " + what);
+  }
+  for (const char* fields : {"write=/configuration/encoders/venc&value=1",
+                             "write=/configuration/outputs/rtsp/streams/stream&value=1",
+                             "write=/configuration/inputs/video/mode&value=single"}) {
+    FakeDaemon daemon(answersFrom({}));
+    const auto [output, exitStatus, detachedExitStatus, log] = respond({query(fields)});
+    const std::size_t start = serverError.size() + std::string("Exception ").size();
+    ASSERT_GT(output.size(), start) << fields;
+    const Response expected = failed(output.substr(start, output.size() - start - 1));
+    EXPECT_EQ(Response(output, exitStatus, detachedExitStatus, {log.back()}), expected) << fields;
+    EXPECT_EQ(log.size(), 2U) << fields;
+    EXPECT_EQ(daemon.requests(), Lines{}) << fields;
   }
 }
 
@@ -262,23 +245,17 @@ TEST(Program, LetsGoOfTheWebServerBeforeItApplies) {
 
 TEST(Program, OutlivesADaemonThatGoesAwayInTheMiddle) {
   const Tree stored{{"/a", "1"}, {"/b", "2"}};
-  const char* const outputs[] = {
-      R"({ "invalid": [ "/a", "/b" ] })",
-      R"({ "\/a": "1", "invalid": [ "/b" ] })",
-      R"({ "\/a": "1", "\/b": "2" })",
-  };
+  const char* const outputs[] = {R"({ "invalid": [ "/a", "/b" ] })",
+                                 R"({ "\/a": "1", "invalid": [ "/b" ] })",
+                                 R"({ "\/a": "1", "\/b": "2" })"};
   for (const std::size_t gone : {1U, 2U, 3U}) {
     FakeDaemon daemon(goneAt(gone, answersFrom(stored)));
-    const Response response = respond({query("read=/a,/b")});
-    EXPECT_EQ(response.output, json + outputs[gone - 1] + "\n");
-    EXPECT_EQ(response.log, Lines{});
-    EXPECT_EQ(response.exitStatus, 0);
+    EXPECT_EQ(respond({query("read=/a,/b")}), answered(json + outputs[gone - 1] + "\n"));
   }
 
   const std::size_t reads = readsOfAWrite({"mask", "broadcast"}).size();
   for (std::size_t gone = 1; gone <= reads + 5; ++gone) {
     FakeDaemon daemon(goneAt(gone, answersFrom(applianceTree(), {{"put", "ok"}, {"apply", "on"}})));
-    const Response response = respond({query("write=" + ipPath + "&value=10.0.0.5")});
     Lines log{ipSetting};
     if (gone > 2) log.push_back(broadcastSetting);
     std::string output = writtenIp(R"(ok\r\nok\r\n)");
@@ -287,17 +264,14 @@ TEST(Program, OutlivesADaemonThatGoesAwayInTheMiddle) {
     } else if (gone == reads + 2) {
       output = serverError + "ok\r\n\n";
       // What the first put answered stays, as no later command gets an answer.
-      for (const char* command : {"apply", "save"}) {
-        log.push_back(std::string("14 child Reply from \"") + command + "\": ok\r\n");
-      }
+      log.emplace_back("14 child Reply from \"apply\": ok\r\n");
+      log.emplace_back("14 child Reply from \"save\": ok\r\n");
     } else {
       log.emplace_back("14 parent Reply from \"put\": ok\r\nok\r\n");
       if (gone > reads + 3) log.emplace_back("14 child Reply from \"apply\": on\r\n");
     }
     log.push_back(applied);
-    EXPECT_EQ(response.output, output) << gone;
-    EXPECT_EQ(response.log, log) << gone;
-    EXPECT_EQ(response.exitStatus, 0) << gone;
-    EXPECT_EQ(response.detachedExitStatus, 0) << gone;
+    EXPECT_EQ(respond({query("write=" + ipPath + "&value=10.0.0.5")}), Response(output, 0, 0, log))
+        << gone;
   }
 }
