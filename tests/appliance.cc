@@ -4,7 +4,8 @@
 #include <utility>
 
 static std::vector<std::pair<std::string, std::string>> settings(const std::string& text) {
-  static const Tree folders = {{"net", "/configuration/network/"},
+  static const Tree folders = {{"all", ""},
+                               {"net", "/configuration/network/"},
                                {"enc", "/configuration/encoders/"},
                                {"in", "/configuration/inputs/"},
                                {"out", "/configuration/outputs/"},

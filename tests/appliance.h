@@ -2,9 +2,9 @@
 
 #include "tests/fake_daemon.h"
 
-// Parameters are written short in the tests, several in one text: "net:ip_addr=1.2.3.4
-// enc:aenc3/codec". The words before the colons are net, enc, in, mux1, mux2, rtsp and rtmp (stream
-// 1) and out.
+// The tests write parameters short, several in one text: "net:ip_addr=10.0.0.1 enc:aenc3/codec".
+// What stands before the colon: net, enc, in, out, mux1, mux2, rtsp and rtmp (their stream 1), or all
+// before a whole path.
 
 Tree tree(const std::string& text);
 Lines paths(const std::string& text);

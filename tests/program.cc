@@ -96,8 +96,8 @@ void Program::readLog() {
 Strings Program::log() {
   readLog();
   // <PRIORITY>Mmm dd hh:mm:ss tzr4417.cgi[PID]: TEXT
-  static const std::regex format(
-      std::string(R"(<(\d+)>.{15} tzr4417\.cgi\[(\d+)\]: ([^]*))") + messageEnd);
+  static const std::regex format(std::string(R"(<(\d+)>.{15} tzr4417\.cgi\[(\d+)\]: ([^]*))") +
+                                 messageEnd);
   Strings lines;
   for (const std::string& message : messages) {
     std::smatch parts;

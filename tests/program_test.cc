@@ -110,7 +110,9 @@ TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
     for (std::string word; words >> word;) {
       environment.push_back((word[0] == 'M' ? "REQUEST_" : "") + word);
     }
-    environment.push_back("CONTENT_LENGTH=" + std::to_string(body.size()));  // the first one counts
+    if (rest.find("CONTENT_LENGTH") == std::string::npos) {
+      environment.push_back("CONTENT_LENGTH=" + std::to_string(body.size()));
+    }
     EXPECT_EQ(respond(environment, body), response) << rest;
   }
 }

@@ -57,16 +57,17 @@ TEST(ParameterTree, KeepsEveryValueAndAllElseOfItsFile) {
 TEST(Commands, AnswerMistakesInOneLine) {
   write("/x 1\n");
   ParameterTree tree(file);
-  const std::pair<std::vector<std::string>, const char*> rows[] = {
+  const std::string unknown = "No such file or directory";
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
       {{}, ""},
       {{"ls"}, "Usage: ls NAME"},
+      {{"ls", "/y"}, unknown},
       {{"put", "/x", "2", "3"}, "Usage: put NAME VALUE"},
+      {{"put", "/y", "1"}, unknown},
+      {{"put", "/x", "/> "}, "Value holds the prompt text"},
       {{"apply", "x"}, "Usage: apply"},
       {{"save", "x"}, "Usage: save"},
       {{"quit"}, "Unknown command"},
-      {{"put", "/y", "1"}, "No such file or directory"},
-      {{"ls", "/y"}, "No such file or directory"},
-      {{"put", "/x", "/> "}, "Value holds the prompt text"},
       {{"ls", "/x"}, "1"},
   };
   for (const auto& [words, text] : rows) EXPECT_EQ(answer(tree, words), text);
