@@ -3,8 +3,8 @@
 #include "tests/fake_daemon.h"
 
 // The tests write parameters short, several in one text: "net:ip_addr=10.0.0.1 enc:aenc3/codec".
-// What stands before the colon: net, enc, in, out, mux1, mux2, rtsp and rtmp (their stream 1), or all
-// before a whole path.
+// What stands before the colon: net, enc, in, out, mux1, mux2, rtsp and rtmp (their stream 1), or
+// all before a whole path.
 
 Tree tree(const std::string& text);
 Lines paths(const std::string& text);
