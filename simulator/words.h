@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Splits one line into words, a byte at a time.
+///
+/// Blanks separate words. A word that begins with a double quote runs to the next one and is taken
+/// without the two: it may be empty and hold anything else, line ends included. Elsewhere a double
+/// quote is an ordinary character.
+class WordSplitter {
+ public:
+  /// A line ends at `lineEnd` outside quotes. Every other white space is a blank.
+  explicit WordSplitter(char lineEnd) : end(lineEnd) {}
+
+  /// Takes `byte`; true when it ends the line.
+  bool add(char byte);
+
+  bool quoteIsOpen() const { return state == State::Quoted; }
+
+  /// What is wrong with the quoting of a line that has ended, or nothing.
+  std::string_view error() const;
+
+  /// Meaningful only without an error.
+  const std::vector<std::string>& words() const { return found; }
+
+  /// How many bytes the line has so far.
+  std::size_t size() const { return count; }
+
+  /// Makes ready for the next line.
+  void clear();
+
+ private:
+  enum class State { Between, Plain, Quoted, Closed, Malformed };
+
+  char end;
+  State state = State::Between;
+  std::size_t count = 0;
+  std::vector<std::string> found;
+};
+
+/// The spelling that `WordSplitter` takes back as the single word `word`, whatever its line end.
+/// Exact for every word that a `WordSplitter` has given out.
+std::string quoteIfNeeded(const std::string& word);
