@@ -120,6 +120,19 @@ TEST(Faults, OfSystemCallsLeaveASpecifiedAnswerAndNoProcess) {
   }
 }
 
+TEST(Faults, OfForkLeaveTheRestToTheSameProcess) {
+  FakeDaemon daemon(answersFrom(applianceTree(), {{"put", "ok"}}));
+  const Lines log{"14 stranger Setting parameter /x to 1",  // a stranger, as strace was started
+                  "14 stranger Reply from \"put\": ok\r\n",
+                  "12 stranger Failed to fork child process, continuing in parent process",
+                  "14 stranger Applied and saved the parameter settings"};
+  EXPECT_EQ(respond({"QUERY_STRING=" + requests[1].query}, "",
+                    {"strace", "-o", mark, "-E", "ASAN_OPTIONS=detect_leaks=0", "-e",
+                     "inject=clone,fork,clone3:error=EAGAIN"}),
+            Response(requests[1].whole[0], 0, -1, log));
+  EXPECT_EQ(daemon.requests().back(), "save");
+}
+
 TEST(Faults, OfMemoryLeaveA500OrTheAnswer) {
   if (sanitized) GTEST_SKIP();
   for (const Request& request : requests) {
