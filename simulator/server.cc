@@ -4,12 +4,14 @@
 #include <unistd.h>
 
 #include <asio.hpp>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "simulator/session.h"
