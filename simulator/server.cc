@@ -40,6 +40,8 @@ static void removeStaleSocket(asio::io_context& context, const std::string& path
 }
 
 static Protocol::acceptor listenAt(asio::io_context& context, const std::string& path) {
+  // An empty path would bind to a name that no client can guess.
+  if (path.empty()) throw std::runtime_error("The path of the socket is empty");
   try {
     const Protocol::endpoint endpoint(path);
     removeStaleSocket(context, path);
