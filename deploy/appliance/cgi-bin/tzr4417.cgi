@@ -24,4 +24,7 @@ esac
 export CGICC_MAX_CONTENTLENGTH="$body_limit"
 # shellcheck disable=SC3045 # of the shells without it, none is meant
 ulimit -t "$cpu_limit"
-exec timeout "$time_limit" "$program"
+# A reply that nobody takes any more would otherwise end a write before it is applied and saved.
+trap '' PIPE
+# Where the web server has closed standard error, the daemon's connection would take its place.
+exec timeout "$time_limit" "$program" 2>/dev/null
