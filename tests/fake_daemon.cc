@@ -7,24 +7,18 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <memory>
 
 #include "config_client/protocol.h"
 
-static std::string ended(const std::string& text) {
-  return text + (text.empty() ? "" : "\r\n") + std::string(prompt);
-}
-
 Answers answersFrom(Tree tree, Tree others) {
   return [tree, others](const std::string& line) -> Answer {
-    if (line.empty()) return {ended("Welcome")};
-    if (line.rfind("ls ", 0) != 0) {
-      const auto found = others.find(line.substr(0, line.find(' ')));
-      return {ended(found == others.end() ? "" : found->second)};
-    }
-    const auto found = tree.find(line.substr(3));
-    return {ended(found == tree.end() ? std::string(noSuchParameter) : found->second)};
+    const bool isRead = line.rfind("ls ", 0) == 0;
+    const Tree& texts = isRead ? tree : others;
+    const auto found = texts.find(isRead ? line.substr(3) : line.substr(0, line.find(' ')));
+    const std::string none = isRead ? std::string(noSuchParameter) : "";
+    const std::string text = found == texts.end() ? none : found->second;
+    return {text + (text.empty() ? "" : "\r\n") + std::string(prompt)};
   };
 }
 
@@ -39,11 +33,9 @@ FakeDaemon::FakeDaemon(Answers theAnswers, std::size_t thePiece)
     : answers(std::move(theAnswers)),
       piece(thePiece),
       listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, socketPath, sizeof socketPath);
-  unlink(socketPath);
-  EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  const sockaddr_un address{AF_UNIX, "/tmp/cffs_uds"};
+  unlink(address.sun_path);
+  EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   EXPECT_EQ(listen(listener, 1), 0);
   server = std::thread([this] { serve(); });
 }
@@ -60,34 +52,27 @@ Lines FakeDaemon::requests() {
 }
 
 void FakeDaemon::serve() {
-  client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+  const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
   if (client < 0) return;
-  bool here = answer("");
   char buffer[65536];
-  while (here) {
+  for (bool here = answer(client, ""); here;) {
     // Only looked at: what stays unread at the close is what makes it a reset.
     const ssize_t size = recv(client, buffer, sizeof buffer, MSG_PEEK);
     if (size <= 0) break;
     const std::string data(buffer, static_cast<std::size_t>(size));
-    const std::size_t end = data.find(requestTerminator);
-    if (end == std::string::npos) continue;
-    lines.push_back(data.substr(0, end));
-    here = answer(lines.back());
-    if (here) recv(client, buffer, end + 1, 0);
+    lines.push_back(data.substr(0, data.find(requestTerminator)));
+    here = answer(client, lines.back());
+    if (here) recv(client, buffer, lines.back().size() + 1, 0);
   }
   close(client);
 }
 
-bool FakeDaemon::answer(const std::string& line) {
-  const Answer reply = answers(line);
-  const std::size_t step = piece == 0 ? reply.bytes.size() : piece;
-  for (std::size_t sent = 0; sent < reply.bytes.size(); sent += step) {
-    send(reply.bytes.substr(sent, step));
+bool FakeDaemon::answer(int client, const std::string& line) {
+  const auto [bytes, gone] = answers(line);
+  const std::size_t step = piece == 0 ? bytes.size() : piece;
+  for (std::size_t sent = 0; sent < bytes.size(); sent += step) {
+    send(client, &bytes[sent], std::min(step, bytes.size() - sent), MSG_NOSIGNAL);
+    for (int unread = 1; piece != 0 && unread > 0; usleep(100)) ioctl(client, SIOCOUTQ, &unread);
   }
-  return !reply.gone;
-}
-
-void FakeDaemon::send(const std::string& bytes) const {
-  ::send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-  for (int unread = 1; piece != 0 && unread > 0; usleep(100)) ioctl(client, SIOCOUTQ, &unread);
+  return !gone;
 }

@@ -9,8 +9,7 @@
 using Tree = std::map<std::string, std::string>;
 using Lines = std::vector<std::string>;
 
-/// What goes out for one request, byte for byte. `gone` closes the connection behind it with the
-/// request unread, so that the client is told of a reset.
+/// What goes out for one request, byte for byte; with `gone`, the connection is then reset.
 struct Answer {
   std::string bytes;
   bool gone = false;
@@ -29,23 +28,19 @@ Answers goneAt(std::size_t exchange, Answers answers);
 class FakeDaemon {
  public:
   /// Sends in pieces of that many bytes, each only when the one before has been read; 0 is all.
-  explicit FakeDaemon(Answers answers, std::size_t piece = 0);
+  explicit FakeDaemon(Answers theAnswers, std::size_t thePiece = 0);
   ~FakeDaemon();
-  FakeDaemon(const FakeDaemon&) = delete;
-  FakeDaemon& operator=(const FakeDaemon&) = delete;
 
   /// The request lines, without their terminators, once the client or the daemon has gone.
   Lines requests();
 
  private:
   void serve();
-  bool answer(const std::string& line);
-  void send(const std::string& bytes) const;
+  bool answer(int client, const std::string& line);
 
   Answers answers;
   std::size_t piece;
   int listener;
-  int client = -1;
   Lines lines;
   std::thread server;
 };
