@@ -207,25 +207,28 @@ TEST(Program, TriggersARuleByFixedStretchesOfTheName) {
 TEST(Program, RefusesWhatItCannotWrite) {
   const std::string inName = "Line break in parameter name";
   const std::string inValue = "Line break and double quote in value";
-  const std::pair<const char*, std::string> rows[] = {{"write=/a%0Aput+/b&value=1", inName},
-                                                      {"write=/a%0D&value=1", inName},
-                                                      {"write=/a&value=%0D\"", inValue},
-                                                      {"write=/a&value=\"x%0A", inValue}};
+  const std::pair<const char*, std::string> rows[] = {
+      {"write=/a%0Aput+/b&value=1", inName},
+      {"write=/a%0D&value=1", inName},
+      {"write=/a&value=%0D\"", inValue},
+      {"write=/a&value=\"x%0A", inValue},
+      {"write=/configuration/encoders/venc&value=1", ""},
+      {"write=/configuration/outputs/rtsp/streams/stream&value=1", ""},
+      {"write=/configuration/inputs/video/mode&value=single", ""},
+  };
   for (const auto& [fields, text] : rows) {
     FakeDaemon daemon(answersFrom({}));
-    EXPECT_EQ(respond({query(fields)}), failed(text)) << fields;
-    EXPECT_EQ(daemon.requests(), Lines{}) << fields;
-  }
-  for (const char* fields : {"write=/configuration/encoders/venc&value=1",
-                             "write=/configuration/outputs/rtsp/streams/stream&value=1",
-                             "write=/configuration/inputs/video/mode&value=single"}) {
-    FakeDaemon daemon(answersFrom({}));
-    const auto [output, exitStatus, detachedExitStatus, log] = respond({query(fields)});
-    const std::size_t start = serverError.size() + std::string("Exception ").size();
-    ASSERT_GT(output.size(), start) << fields;
-    const Response expected = failed(output.substr(start, output.size() - start - 1));
-    EXPECT_EQ(Response(output, exitStatus, detachedExitStatus, {log.back()}), expected) << fields;
-    EXPECT_EQ(log.size(), 2U) << fields;
+    auto [output, exitStatus, detachedExitStatus, log] = respond({query(fields)});
+    const std::string start = serverError + "Exception ";
+    const std::string thrown = output.substr(std::min(start.size(), output.size()));
+    if (text.empty()) {
+      // The library's own text, behind the setting that was logged.
+      EXPECT_EQ(log.front().find(setting), 0U) << fields;
+      log.erase(log.begin());
+    }
+    EXPECT_EQ(Response(output, exitStatus, detachedExitStatus, log),
+              failed(text.empty() ? thrown.substr(0, thrown.size() - 1) : text))
+        << fields;
     EXPECT_EQ(daemon.requests(), Lines{}) << fields;
   }
 }

@@ -42,39 +42,36 @@ static Lines check(const Row& row, std::size_t gone = std::string::npos) {
 }
 
 TEST(ParameterAccess, PrefersThePendingValueToReadAndTheStoredOneToRecord) {
-  const std::string path = "/configuration/network/ip_addr";
+  const std::string path = "/configuration/network/ip_addr";  // 192.168.1.10
   const auto set = [path](const char* value, const char* expected) {
     return with(setIfChanged, path, value, expected);
   };
   const Row rows[] = {
-      {set("a", ""), "net:ip_addr=a", "", ""},
-      {set("b", ""), "net:ip_addr=a", "", "net:ip_addr=b"},
-      {set("a", ""), "net:ip_addr=a", "net:ip_addr=p", "net:ip_addr=p"},
-      {set("b", ""), "net:ip_addr=a", "net:ip_addr=p", "net:ip_addr=b"},
-      {set("b", "a"), "net:ip_addr=a", "", "net:ip_addr=b"},
-      {set("a", "a"), "net:ip_addr=a", "", "net:ip_addr=a"},
-      {set("b", "c"), "net:ip_addr=a", "", ""},
-      {set("b", "p"), "net:ip_addr=a", "net:ip_addr=p", "net:ip_addr=p"},
+      {set("192.168.1.10", ""), "", "", ""},
+      {set("b", ""), "", "", "net:ip_addr=b"},
+      {set("192.168.1.10", ""), "", "net:ip_addr=p", "net:ip_addr=p"},
+      {set("b", ""), "", "net:ip_addr=p", "net:ip_addr=b"},
+      {set("b", "192.168.1.10"), "", "", "net:ip_addr=b"},
+      {set("192.168.1.10", "192.168.1.10"), "", "", "net:ip_addr=192.168.1.10"},
+      {set("b", "p"), "", "net:ip_addr=p", "net:ip_addr=p"},
   };
   for (const Row& row : rows) EXPECT_EQ(check(row), Lines{path});
   const Rule reads = [&](ConfigClient& client, ChangeSet& changes) {
     std::string value = "old";
-    EXPECT_TRUE(getEffectiveValue(client, changes, "/configuration/network/pending", value));
-    EXPECT_EQ(value, "");
-    EXPECT_TRUE(getEffectiveValue(client, changes, path, value));
-    EXPECT_EQ(value, "192.168.1.10");
+    EXPECT_TRUE(getEffectiveValue(client, changes, paths("net:x")[0], value) && value.empty());
+    EXPECT_TRUE(getEffectiveValue(client, changes, path, value) && value == "192.168.1.10");
     EXPECT_FALSE(getEffectiveValue(client, changes, path + "x", value));
     EXPECT_FALSE(setIfChanged(client, changes, path, "b", ""));
   };
-  check({reads, "", "net:pending", "net:pending"}, 2);
+  check({reads, "", "net:x", "net:x"}, 2);
 }
 
 TEST(Rules, RecordWhatDependsOnTheWrittenParameter) {
   const auto ip = [](const char* value) {
-    return with(updateBroadcastAddress, "/configuration/network/ip_addr", value);
+    return with(updateBroadcastAddress, paths("net:ip_addr")[0], value);
   };
   const auto mask = [](const char* value) {
-    return with(updateBroadcastAddress, "/configuration/network/subnet_mask", value);
+    return with(updateBroadcastAddress, paths("net:subnet_mask")[0], value);
   };
   const auto rate = [](const char* name, const char* value) {
     return with(applyFrameRateRule, paths(name)[0], value);
@@ -90,27 +87,24 @@ TEST(Rules, RecordWhatDependsOnTheWrittenParameter) {
       {ip("10.1.2.3"), "net:subnet_mask=24", "", ""},
       {ip("10.1.2.300"), "", "", ""},
       {ip(R"("10.1.2.3 ")"), "", "", ""},
-      {ip("\"\""), "", "", ""},
-      {ip("192.168.1.1"), "net:broadcast_addr=192.168.01.255", "",
-       "net:broadcast_addr=192.168.1.255"},
+      {ip(R"("")"), "", "", ""},
+      {ip("10.1.2.3"), "net:broadcast_addr=10.1.02.255", "", "net:broadcast_addr=10.1.2.255"},
       {mask("255.255.0.0"), "", "", "net:broadcast_addr=192.168.255.255"},
-      {mask("\"\""), "", "", ""},
+      {mask(R"("")"), "", "", ""},
       {rate("enc:venc1/frame_ctrl/rate", "1"), "", "", "enc:venc1/frame_ctrl/enable=no"},
       {rate("enc:venc2/frame_ctrl/rate", "01"), "", "", ""},
-      {rate("enc:vencX/frame_ctrl/rates/x", "\"\""), "", "", "enc:vencX/frame_ctrl/enable=yes"},
+      {rate("enc:vencX/frame_ctrl/rates/x", ""), "", "", "enc:vencX/frame_ctrl/enable=yes"},
       {audio("1"), "", "", ""},
       {audio("2"), "", "", "rtmp:aenc=2 mux1:component2/encoder=aenc2"},
       {audio("off"), "", "", "rtmp:aenc=off mux1:component2/encoder=off"},
-      {audio(R"("")"), "", "", R"(rtmp:aenc="" mux1:component2/encoder=aenc"")"},
       {input("2"), "rtmp:aenc=off mux2:component2/encoder=aenc3", "",
        "enc:venc1/input=in2 enc:venc2/input=in2 rtsp:aenc=2 mux1:component2/encoder=aenc2"},
       {input("1"), "enc:venc2/input=in2 rtsp:aenc=2 rtmp:aenc=2", "rtsp:aenc=x",
        "enc:venc2/input=in1 rtsp:aenc=1 rtmp:aenc=1 mux2:component2/encoder=aenc1"},
-      {input("3"), "", "",
-       "enc:venc1/input=in3 enc:venc2/input=in3 rtsp:aenc=3 rtmp:aenc=3 "
-       "mux1:component2/encoder=aenc3"},
-      {input(""), "", "",
-       "enc:venc1/input=in enc:venc2/input=in rtsp:aenc rtmp:aenc mux1:component2/encoder=aenc"},
+      {input("3"), "rtmp:aenc=2", "",
+       "enc:venc1/input=in3 enc:venc2/input=in3 rtsp:aenc=3 mux1:component2/encoder=aenc3"},
+      {input(""), "rtmp:aenc=2", "",
+       "enc:venc1/input=in enc:venc2/input=in rtsp:aenc mux1:component2/encoder=aenc"},
   };
   for (const Row& row : rows) check(row);
   for (const std::size_t gone : {1U, 2U}) check({ip("10.1.2.3"), "", "", ""}, gone);
@@ -123,9 +117,9 @@ TEST(FixedSettings, AreRestoredWhenTheStoredValueDrifts) {
     const std::string restored = drifted + '=' + applianceTree()[path];
     check({applyFixedSettings, drifted.c_str(), "", restored.c_str()});
   }
+  const char* const enabled = "out:recorder/enable=yes";
   check({applyFixedSettings, "", "out:recorder/enable=no", "out:recorder/enable=no"});
-  check({applyFixedSettings, "out:recorder/enable=no", "out:recorder/enable=no",
-         "out:recorder/enable=yes"});
+  check({applyFixedSettings, "out:recorder/enable=x", "out:recorder/enable=no", enabled});
 }
 
 TEST(VideoEncoder, SwitchesFollowTheRoutingAndTheCodecs) {
@@ -164,8 +158,7 @@ TEST(MuxBitrate, AddsUpWhatEachMultiplexerCarries) {
       {rule, "mux1:component3/encoder=venc2", "", "mux1:bitrate=8677052"},
       {rule, "mux1:component1/encoder=venc3 mux1:component3/encoder=venc1", "", ""},
       {rule, "mux1:component3/encoder=venc3", "", ""},  // the last video encoder has no H.264
-      {rule, "", "enc:venc1/h264/bitrate=1900000",
-       "enc:venc1/h264/bitrate=1900000 mux1:bitrate=2256000"},
+      {rule, "", "enc:aenc1/bitrate=0", "enc:aenc1/bitrate=0 mux1:bitrate=4210526"},
       {rule, "", "mux1:bitrate=1", "mux1:bitrate=1"},
       {rule, "mux1:bitrate=2", "mux1:bitrate=1", "mux1:bitrate=4466526"},
   };
@@ -180,20 +173,13 @@ TEST(MuxBitrate, IsLimitedAndWrapsIn32Bits) {
   const struct {
     const char *mode, *video, *audio, *total;
   } rows[] = {
-      {"cbr", "150000", "0", "200000"},
-      {"cbr", "189999", "0", "200000"},
-      {"cbr", "190001", "0", "200001"},
-      {"cbr", "47500000", "0", "50000000"},
-      {"cbr", "47500001", "0", "50000000"},
-      {"cbr", "107374182", "0", "50000000"},
+      {"cbr", "189999", "0", "200000"},           {"cbr", "190001", "0", "200001"},
+      {"cbr", "47500000", "0", "50000000"},       {"cbr", "107374182", "0", "50000000"},
       {"cbr", "107374183", "0", "200000"},       // wraps below zero
       {"cbr", "214748365", "200000", "400000"},  // and all the way round
       {"cbr", "-5", "1073741824", "50000000"},   // the sum wraps up again
-      {"cbr", "4000000", "2147483647", "4210524"},
-      {"vbr", "429496729", "0", "50000000"},
-      {"vbr", "429496730", "0", "200000"},
-      {"vbr", "6000000", "2147483647", "200000"},
-      {"cbr", "+4000000kbit", "x1", "4210526"},
+      {"vbr", "429496729", "0", "50000000"},      {"vbr", "429496730", "0", "200000"},
+      {"vbr", "6000000", "2147483647", "200000"}, {"cbr", "+4000000kbit", "x1", "4210526"},
   };
   for (const auto& [mode, video, audio, total] : rows) {
     const std::string stored = std::string("mux1:bitrate=1 mux1:mode=") + mode +
