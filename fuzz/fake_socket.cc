@@ -13,21 +13,18 @@ static const char* next = nullptr;
 static const char* end = nullptr;
 static bool byLines = false;
 
-static void serve(const std::uint8_t* data, std::size_t size, bool lines) {
+void serveBytes(const std::uint8_t* data, std::size_t size) {
   next = reinterpret_cast<const char*>(data);
   end = next + size;
-  byLines = lines;
+  byLines = false;
 }
 
-void fake_socket::serveBytes(const std::uint8_t* data, std::size_t size) {
-  serve(data, size, false);
+void serveLines(const std::uint8_t* data, std::size_t size) {
+  serveBytes(data, size);
+  byLines = true;
 }
 
-void fake_socket::serveLines(const std::uint8_t* data, std::size_t size) {
-  serve(data, size, true);
-}
-
-std::string fake_socket::nextLine() {
+std::string nextLine() {
   const char* const stop = std::find(next, end, '\n');
   std::string line(next, stop);
   next = stop == end ? end : stop + 1;
@@ -55,7 +52,7 @@ ssize_t __wrap_recv(int /*fd*/, void* buffer, std::size_t size, int /*flags*/) {
   }
   std::string piece;
   if (byLines) {
-    piece = fake_socket::nextLine().append(prompt);
+    piece = nextLine().append(prompt);
   } else {
     // A length, then as many bytes.
     const std::size_t length = static_cast<unsigned char>(*next++);

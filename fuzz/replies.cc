@@ -10,7 +10,7 @@
 #include "read_service/read_request.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fake_socket::serveBytes(data, size);
+  serveBytes(data, size);
   std::ostringstream output;
   std::streambuf* const before = std::cout.rdbuf(output.rdbuf());
   handleReadRequest("/a,/b c,/d");

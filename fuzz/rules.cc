@@ -15,9 +15,9 @@
 #include "rules/video_encoder.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fake_socket::serveLines(data, size);
-  const std::string value = fake_socket::nextLine();
-  const bool isMask = fake_socket::nextLine() == "mask";
+  serveLines(data, size);
+  const std::string value = nextLine();
+  const bool isMask = nextLine() == "mask";
   ConfigClient client;
   ChangeSet changes;
   updateBroadcastAddress(client, changes, ParameterPath(isMask ? subnetMaskPath : ipAddressPath),
