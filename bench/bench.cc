@@ -1,0 +1,346 @@
+// Compares builds of tzr4417.cgi with the floor program, run by run.
+//
+// A busy machine slows everything down for a while, so that the times of two builds mean little
+// beside each other. Each run of a build is therefore paired with a run of the floor right before
+// or after it, and what counts is the median of the ratios of the pairs.
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "config_client/protocol.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Texts = std::vector<std::string>;
+
+/// Where the daemon listens as long as a relay holds the place that the programs know.
+constexpr char behindRelayPath[] = "/tmp/bench_daemon";
+/// The longest reply fits, so that no reader takes part in the time.
+constexpr int pipeCapacity = 1 << 20;
+
+struct Request {
+  std::string label;
+  Texts environment;
+  bool detaches;  ///< leaves a child behind that goes on after the reply
+  int pairsPerRound;
+};
+
+struct Run {
+  double wall = 0;  ///< milliseconds until the started process has ended
+  double cpu = 0;   ///< milliseconds, with those of the detached child
+  double faults = 0;
+  double peak = 0;  ///< kB
+  std::string reply;
+};
+
+struct Results {
+  std::vector<double> ratio, wall, cpu, faults, peak;
+};
+
+struct Build {
+  std::string name;
+  std::string path;
+  std::vector<Results> results;  ///< one for each request
+};
+
+enum class Spawn { Fast, OwnMemory };
+
+}  // namespace
+
+static int check(long result, const char* what) {
+  if (result < 0) throw std::runtime_error(std::string(what) + ": " + std::strerror(errno));
+  return static_cast<int>(result);
+}
+
+static double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// A new socket that `attach`, which is `bind` or `connect`, ties to `path`, or -1.
+static int unixSocket(int type, const char* path, decltype(&connect) attach) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+  const int fd = check(socket(AF_UNIX, type | SOCK_CLOEXEC, 0), "socket");
+  if (attach(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return fd;
+  close(fd);
+  return -1;
+}
+
+static std::vector<char*> pointers(const Texts& texts) {
+  std::vector<char*> result;
+  for (const std::string& text : texts) result.push_back(const_cast<char*>(text.c_str()));
+  result.push_back(nullptr);
+  return result;
+}
+
+/// Starts a program with its standard output on `output`. Started fast, it shares our memory until
+/// it begins, and counts our peak as its own; with memory of its own it does not.
+static pid_t start(const Texts& arguments, const Texts& environment, int output, Spawn how) {
+  const std::vector<char*> argv = pointers(arguments);
+  const std::vector<char*> envp = pointers(environment);
+  pid_t pid = -1;
+  if (how == Spawn::Fast) {
+    posix_spawn_file_actions_t streams;
+    posix_spawn_file_actions_init(&streams);
+    posix_spawn_file_actions_adddup2(&streams, output, STDOUT_FILENO);
+    posix_spawn(&pid, argv[0], &streams, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&streams);
+  } else if ((pid = fork()) == 0) {
+    dup2(output, STDOUT_FILENO);
+    execve(argv[0], argv.data(), envp.data());
+    _exit(127);
+  }
+  return check(pid, "start");
+}
+
+/// Waits for `pid`, or with -1 for a child that outlived its parent, and adds what it used.
+static void finish(pid_t pid, Run& run) {
+  int status = 0;
+  rusage usage{};
+  check(wait4(pid, &status, 0, &usage), "wait4");
+  if (status != 0) throw std::runtime_error("a process ended with " + std::to_string(status));
+  for (const timeval& time : {usage.ru_utime, usage.ru_stime}) {
+    run.cpu += static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+  }
+  run.faults += static_cast<double>(usage.ru_minflt + usage.ru_majflt);
+  run.peak = std::max(run.peak, static_cast<double>(usage.ru_maxrss));
+}
+
+static int nowhere() {
+  static const int fd = check(open("/dev/null", O_WRONLY | O_CLOEXEC), "/dev/null");
+  return fd;
+}
+
+static Run runOnce(const Build& build, const Request& request, Spawn how = Spawn::Fast) {
+  int ends[2];
+  check(pipe2(ends, O_CLOEXEC), "pipe2");
+  check(fcntl(ends[1], F_SETPIPE_SZ, pipeCapacity), "F_SETPIPE_SZ");
+  Run run;
+  const Clock::time_point begin = Clock::now();
+  finish(start({build.path}, request.environment, ends[1], how), run);
+  run.wall = std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
+  // Still at work, it would disturb the next run.
+  if (request.detaches) finish(-1, run);
+  close(ends[1]);
+  static char reply[pipeCapacity];
+  const int size = check(read(ends[0], reply, sizeof reply), "read");
+  close(ends[0]);
+  run.reply.assign(reply, static_cast<std::size_t>(size));
+  return run;
+}
+
+/// Runs a program once with a relay between it and the daemon. Returns the bytes that it sends.
+static std::string record(const Build& build, const Request& request) {
+  const int listener = check(unixSocket(SOCK_STREAM, socketPath, bind), socketPath);
+  check(listen(listener, 1), "listen");
+  const pid_t pid = start({build.path}, request.environment, nowhere(), Spawn::Fast);
+  pollfd ends[2] = {{check(accept(listener, nullptr, nullptr), "accept"), POLLIN, 0},
+                    {unixSocket(SOCK_STREAM, behindRelayPath, connect), POLLIN, 0}};
+  std::string sent;
+  char buffer[65536];
+  for (bool open = true; open;) {
+    check(poll(ends, 2, -1), "poll");
+    const int from = ends[0].revents != 0 ? 0 : 1;
+    const int size = check(recv(ends[from].fd, buffer, sizeof buffer, 0), "recv");
+    open = size > 0;
+    check(send(ends[1 - from].fd, buffer, static_cast<std::size_t>(size), 0), "send");
+    if (from == 0) sent.append(buffer, static_cast<std::size_t>(size));
+  }
+  for (const int fd : {ends[0].fd, ends[1].fd, listener}) close(fd);
+  unlink(socketPath);
+  Run ignored;
+  finish(pid, ignored);
+  if (request.detaches) finish(-1, ignored);
+  return sent;
+}
+
+/// All requests have the same variables, so that to hand them over costs every program the same.
+static Texts environment(const std::string& query, const std::string& exchanges) {
+  return {"GATEWAY_INTERFACE=CGI/1.1", "REQUEST_METHOD=GET",    "SCRIPT_NAME=/tzr4417.cgi",
+          "SERVER_PROTOCOL=HTTP/1.1",  "QUERY_STRING=" + query, "BENCH_REQUESTS=" + exchanges};
+}
+
+/// A read of `count` names: those that `exchanges` reads, over and over.
+static Request readRequest(const std::string& exchanges, std::size_t count, int pairsPerRound) {
+  const std::string command = "ls ";
+  Texts names;
+  std::istringstream lines(exchanges);
+  for (std::string line; std::getline(lines, line, requestTerminator);) {
+    if (line.rfind(command, 0) == 0) names.push_back(line.substr(command.size()));
+  }
+  std::string query = "read=" + names.at(0);
+  for (std::size_t i = 1; i < count; ++i) query += "," + names[i % names.size()];
+  return {"read " + std::to_string(count), environment(query, exchanges), false, pairsPerRound};
+}
+
+/// Reads away what the builds log, as a system's logger does, so that it never holds them up.
+static pid_t drainLog() {
+  const int log = check(unixSocket(SOCK_DGRAM, "/dev/log", bind), "/dev/log");
+  const pid_t pid = check(fork(), "fork");
+  char message[65536];
+  while (pid == 0) {
+    if (recv(log, message, sizeof message, 0) < 0) _exit(1);
+  }
+  close(log);
+  return pid;
+}
+
+static void waitForDaemon() {
+  for (int tries = 0; tries < 100; ++tries) {
+    const int probe = unixSocket(SOCK_STREAM, behindRelayPath, connect);
+    if (probe >= 0) {
+      close(probe);
+      return;
+    }
+    usleep(50000);
+  }
+  throw std::runtime_error("the daemon does not answer");
+}
+
+static void keep(const Run& run, const Run& floor, Results& results) {
+  results.ratio.push_back(run.wall / floor.wall);
+  results.wall.push_back(run.wall);
+  results.cpu.push_back(run.cpu);
+  results.faults.push_back(run.faults);
+}
+
+/// Compares all replies, and takes the peaks on the way, before anything is timed.
+static void compareReplies(std::vector<Build>& builds, const std::vector<Request>& requests) {
+  for (const Request& request : requests) {
+    const std::string expected = runOnce(builds[0], request).reply;
+    for (Build& build : builds) {
+      Results& results = build.results.emplace_back();
+      for (int i = 0; i < 9; ++i) {
+        const Run run = runOnce(build, request, Spawn::OwnMemory);
+        if (run.reply != expected) throw std::runtime_error("reply differs: " + build.path);
+        results.peak.push_back(run.peak);
+      }
+    }
+  }
+}
+
+/// One run each, right after one another; `i` is the request's number.
+static void comparePair(Build& floor, Build& build, const Request& request, std::size_t i,
+                        bool floorFirst) {
+  const Run first = runOnce(floorFirst ? floor : build, request);
+  const Run second = runOnce(floorFirst ? build : floor, request);
+  const Run& ofFloor = floorFirst ? first : second;
+  keep(ofFloor, ofFloor, floor.results[i]);
+  keep(floorFirst ? second : first, ofFloor, build.results[i]);
+}
+
+static void comparePairs(std::vector<Build>& builds, const std::vector<Request>& requests,
+                         std::chrono::seconds duration) {
+  const Clock::time_point end = Clock::now() + duration;
+  for (bool floorFirst = true; Clock::now() < end; floorFirst = !floorFirst) {
+    alarm(60);  // a program that has lost its daemon never ends
+    const auto left = std::chrono::duration_cast<std::chrono::seconds>(end - Clock::now());
+    std::cerr << '\r' << left.count() << " s left " << std::flush;
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+      for (std::size_t b = 1; b < builds.size(); ++b) {
+        for (int pair = 0; pair < requests[i].pairsPerRound; ++pair) {
+          comparePair(builds[0], builds[b], requests[i], i, floorFirst);
+        }
+      }
+    }
+  }
+  std::cerr << "\r            \r";
+}
+
+static void printTable(const std::vector<Build>& builds, const std::vector<Request>& requests) {
+  std::printf(
+      "| request | build | ratio | wall ms | cpu ms | faults | peak kB | bytes | pairs |\n"
+      "|---|---|---:|---:|---:|---:|---:|---:|---:|\n");
+  for (std::size_t i = 0; i < requests.size(); ++i) {
+    for (const Build& build : builds) {
+      struct stat file {};
+      check(stat(build.path.c_str(), &file), build.path.c_str());
+      const Results& results = build.results[i];
+      std::printf("| %-9s | %-7s | %5.2f | %7.3f | %7.3f | %4.0f | %5.0f | %8ld | %5zu |\n",
+                  requests[i].label.c_str(), build.name.c_str(), median(results.ratio),
+                  median(results.wall), median(results.cpu), median(results.faults),
+                  median(results.peak), static_cast<long>(file.st_size), results.ratio.size());
+    }
+  }
+}
+
+static void bench(std::vector<Build> builds, std::chrono::seconds duration) {
+  waitForDaemon();
+  const std::string query = "write=/configuration/network/ip_addr&value=192.168.1.10";
+  Request write{"write", environment(query, ""), true, 4};
+  // The first write puts the dependent parameters right; those that follow are all alike.
+  record(builds[1], write);
+  const std::string exchanges = record(builds[1], write);
+  write.environment = environment(query, exchanges);
+  check(std::rename(behindRelayPath, socketPath), "rename");
+
+  const std::vector<Request> requests = {
+      readRequest(exchanges, 1, 8), readRequest(exchanges, 10, 8), readRequest(exchanges, 100, 4),
+      readRequest(exchanges, 1000, 1), write};
+  compareReplies(builds, requests);
+  comparePairs(builds, requests, duration);
+  printTable(builds, requests);
+}
+
+/// How a file came to be tells how its pages lie in the page cache, in one piece or in many, and
+/// that alone makes a start up to 15 % slower or faster. Copies in one place are all alike.
+static std::string copyProgram(const std::string& path, const std::string& name) {
+  std::string copy = "/tmp/bench_" + name;
+  std::filesystem::copy_file(path, copy);
+  return copy;
+}
+
+/// bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM...
+int main(int argc, char** argv) {
+  if (argc < 6) {
+    std::cerr << "usage: bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM...\n";
+    return 2;
+  }
+  std::vector<Build> builds;
+  for (const std::string& argument : Texts(argv + 4, argv + argc)) {
+    const std::size_t separator = argument.find('=');
+    builds.push_back({argument.substr(0, separator),
+                      copyProgram(argument.substr(separator + 1), argument.substr(0, separator)),
+                      {}});
+  }
+  std::vector<pid_t> helpers;
+  int result = 0;
+  try {
+    check(prctl(PR_SET_CHILD_SUBREAPER, 1), "PR_SET_CHILD_SUBREAPER");
+    helpers.push_back(drainLog());
+    helpers.push_back(start({argv[2], "--tree", argv[3], "--socket", behindRelayPath}, {},
+                            nowhere(), Spawn::Fast));
+    bench(builds, std::chrono::seconds(std::atoi(argv[1])));
+  } catch (const std::exception& e) {
+    std::cerr << e.what() << '\n';
+    result = 1;
+  }
+  for (const pid_t helper : helpers) kill(helper, SIGTERM);
+  return result;
+}
