@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <iostream>
+#include <utility>
 
 #include "cgi/reply.h"
 #include "cgi/request.h"
@@ -10,11 +11,11 @@
 #include "write_service/write_request.h"
 
 /// Hands the request to one service; one that neither reads nor wholly writes gets no answer.
-static void dispatch(const RequestFields& fields) {
+static void dispatch(RequestFields fields) {
   if (fields.read) {
-    handleReadRequest(*fields.read);
+    handleReadRequest(std::move(*fields.read));
   } else if (fields.write && fields.value) {
-    handleWriteRequest(*fields.write, *fields.value);
+    handleWriteRequest(std::move(*fields.write), std::move(*fields.value));
   }
 }
 

@@ -1,5 +1,7 @@
 #include "config_client/config_client.h"
 
+#include <utility>
+
 #include "config_client/trim.h"
 
 ConfigClient::ConfigClient() : connection(std::make_unique<UdsConnection>()) {}
@@ -37,6 +39,6 @@ std::string ConfigClient::statusText() const {
   return connection ? connection->statusText() : "No socket";
 }
 
-bool ConfigClient::execute(const std::string& request, std::string& reply) {
-  return connection && connection->execute(request, reply);
+bool ConfigClient::execute(std::string request, std::string& reply) {
+  return connection && connection->execute(std::move(request), reply);
 }

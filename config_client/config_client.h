@@ -42,7 +42,7 @@ class ConfigClient {
   [[nodiscard]] std::string statusText() const;
 
  private:
-  bool execute(const std::string& request, std::string& reply);
+  bool execute(std::string request, std::string& reply);
 
   std::unique_ptr<UdsConnection> connection;
 };

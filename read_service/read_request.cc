@@ -2,8 +2,8 @@
 
 #include <syslog.h>
 
+#include <algorithm>
 #include <iostream>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -42,9 +42,10 @@ void handleReadRequest(std::string names) {
   bool anyMember = false;
   const auto separator = [&anyMember] { return std::exchange(anyMember, true) ? ", " : "{ "; };
   std::vector<std::string> invalid;
-  std::istringstream list(names);
-  for (std::string name; std::getline(list, name, ',');) {
-    if (name.empty()) continue;
+  for (std::size_t begin = 0, end = 0; begin < names.size(); begin = end + 1) {
+    end = std::min(names.find(',', begin), names.size());
+    if (end == begin) continue;
+    const std::string name = names.substr(begin, end - begin);
     std::string value;
     if (readValue(client, name, value)) {
       std::cout << separator() << '"' << jsonEscape(name) << "\": \"" << jsonEscape(value) << '"';
