@@ -33,10 +33,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string type;
   std::getline(std::getline(input, query), type);
   const std::string body(std::istreambuf_iterator<char>(input), {});
-  setenv("REQUEST_METHOD", "POST", 1);
-  setenv("QUERY_STRING", query.c_str(), 1);
-  setenv("CONTENT_TYPE", type.c_str(), 1);
-  setenv("CONTENT_LENGTH", std::to_string(body.size()).c_str(), 1);
+  // By hand, as setenv keeps every value that it has ever seen.
+  std::string variables[] = {"REQUEST_METHOD=POST", "QUERY_STRING=" + query, "CONTENT_TYPE=" + type,
+                             "CONTENT_LENGTH=" + std::to_string(body.size())};
+  char* pointers[] = {variables[0].data(), variables[1].data(), variables[2].data(),
+                      variables[3].data(), nullptr};
+  environ = pointers;
   setInput(body);
   try {
     const RequestFields fields = readFields(cgicc::Cgicc());
@@ -47,5 +49,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const std::exception&) {
     // What the program answers with 500.
   }
+  environ = nullptr;
   return 0;
 }

@@ -7,7 +7,8 @@
 #include "simulator/parameter_tree.h"
 #include "simulator/server.h"
 
-int main(int argc, char** argv) {
+/// Throws what `ParameterTree` and `serve` throw.
+static int run(int argc, char** argv) {
   CLI::App app{"Plays the appliance's configuration daemon, for work without the appliance."};
   std::string treeFile;
   std::string socketFile = socketPath;
@@ -19,12 +20,16 @@ int main(int argc, char** argv) {
       ->option_text("PATH");
   app.add_flag("--verbose", verbose, "Write the dialogues to standard error");
   CLI11_PARSE(app, argc, argv);
+  ParameterTree tree(treeFile);
+  serve(tree, socketFile, verbose);
+  return 0;
+}
+
+int main(int argc, char** argv) {
   try {
-    ParameterTree tree(treeFile);
-    serve(tree, socketFile, verbose);
+    return run(argc, argv);
   } catch (const std::exception& e) {
     std::cerr << e.what() << '\n';
     return 1;
   }
-  return 0;
 }

@@ -90,7 +90,8 @@ ParameterTree::ParameterTree(const std::string& fileName)
     if (!fault.empty()) {
       const auto end = text.begin() + static_cast<std::ptrdiff_t>(start);
       const std::string line = std::to_string(std::count(text.begin(), end, '\n') + 1);
-      throw std::runtime_error(fileName + ":" + line + ": " + std::string(fault));
+      throw std::runtime_error(
+          std::string(fileName).append(":").append(line).append(": ").append(fault));
     }
   }
 }

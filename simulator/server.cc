@@ -45,7 +45,7 @@ static Protocol::acceptor listenAt(asio::io_context& context, const std::string&
   try {
     const Protocol::endpoint endpoint(path);
     removeStaleSocket(context, path);
-    return Protocol::acceptor(context, endpoint);
+    return {context, endpoint};
   } catch (const std::system_error& e) {
     throw std::runtime_error(path + ": cannot listen there: " + e.code().message());
   }
@@ -85,7 +85,7 @@ class Listener {
 }  // namespace
 
 void serve(ParameterTree& tree, const std::string& path, bool verbose) {
-  std::signal(SIGPIPE, SIG_IGN);  // for standard error; the sockets raise none
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));  // for standard error; the sockets raise none
   asio::io_context context(1);
   asio::signal_set signals(context, SIGINT, SIGTERM);
   signals.async_wait([&context](const std::error_code&, int) { context.stop(); });

@@ -5,7 +5,7 @@
 
 #include "simulator/commands.h"
 
-static constexpr std::size_t longestRequest = 1024 * 1024;
+static constexpr std::size_t longestRequest = 1U << 20U;
 
 Session::Session(asio::local::stream_protocol::socket connection, ParameterTree& parameters,
                  unsigned long clientNumber)

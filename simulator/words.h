@@ -18,16 +18,16 @@ class WordSplitter {
   /// Takes `byte`; true when it ends the line.
   bool add(char byte);
 
-  bool quoteIsOpen() const { return state == State::Quoted; }
+  [[nodiscard]] bool quoteIsOpen() const { return state == State::Quoted; }
 
   /// What is wrong with the quoting of a line that has ended, or nothing.
-  std::string_view error() const;
+  [[nodiscard]] std::string_view error() const;
 
   /// Meaningful only without an error.
-  const std::vector<std::string>& words() const { return found; }
+  [[nodiscard]] const std::vector<std::string>& words() const { return found; }
 
   /// How many bytes the line has so far.
-  std::size_t size() const { return count; }
+  [[nodiscard]] std::size_t size() const { return count; }
 
   /// Makes ready for the next line.
   void clear();
