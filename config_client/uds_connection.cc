@@ -55,7 +55,7 @@ bool UdsConnection::sendLine(std::string line) {
 bool UdsConnection::readReply(std::string& reply) {
   if (fd == -1) return false;
   reply.clear();
-  // Left uninitialised: to fill it for every reply costs a long read a seventh of its time.
+  // Left uninitialised: to fill 64 KiB for every reply would show in the time of every read.
   char buffer[65536];
   std::size_t end = std::string::npos;
   while (end == std::string::npos) {
