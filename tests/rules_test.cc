@@ -156,8 +156,10 @@ TEST(MuxBitrate, AddsUpWhatEachMultiplexerCarries) {
       {rule, "mux1:component1/encoder=off", "", ""},
       {rule, "mux1:component1/encoder=Venc1", "", ""},
       {rule, "mux1:component3/encoder=venc2", "", "mux1:bitrate=8677052"},
-      {rule, "mux1:component1/encoder=venc3 mux1:component3/encoder=venc1", "", ""},
-      {rule, "mux1:component3/encoder=venc3", "", ""},  // the last video encoder has no H.264
+      {rule, "mux1:component1/encoder=venc3 mux1:component3/encoder=venc1 mux1:bitrate=1", "",
+       "mux1:bitrate=4466526"},
+      {rule, "mux1:component3/encoder=venc3 mux1:bitrate=1", "", ""},  // the last has no H.264
+      {rule, "mux1:component1/encoder=off mux2:bitrate=1", "", "mux2:bitrate=3493333"},
       {rule, "", "enc:aenc1/bitrate=0", "enc:aenc1/bitrate=0 mux1:bitrate=4210526"},
       {rule, "", "mux1:bitrate=1", "mux1:bitrate=1"},
       {rule, "mux1:bitrate=2", "mux1:bitrate=1", "mux1:bitrate=4466526"},

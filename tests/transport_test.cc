@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include "config_client/protocol.h"
@@ -39,8 +40,12 @@ TEST(UdsConnection, OpensOnlyWhileDescriptorsLast) {
   getrlimit(RLIMIT_NOFILE, &limit);
   const rlimit none{3, limit.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(UdsConnection().statusText(), failure("UDS open failed", EMFILE));
+  UdsConnection connection;
   setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(connection.statusText(), failure("UDS open failed", EMFILE));
+  FakeDaemon daemon(answersFrom({}));
+  connection.open();
+  EXPECT_EQ(connection.statusText(), "Ready");
 }
 
 TEST(UdsConnection, EndsEachReplyAtItsFirstPrompt) {
@@ -91,6 +96,7 @@ TEST(UdsConnection, EndsEachRequestWithOneCarriageReturn) {
 }
 
 TEST(UdsConnection, ClosesForGoodWhenTheDaemonGoes) {
+  std::signal(SIGPIPE, [](int) { _exit(1); });  // by itself, process 1 would not die of it
   std::string reply = "untouched";
   {
     FakeDaemon daemon([](const std::string&) { return Answer{"/> ", true}; });
