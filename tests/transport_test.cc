@@ -36,6 +36,7 @@ TEST(UdsConnection, StaysClosedWithoutADaemon) {
 }
 
 TEST(UdsConnection, OpensOnlyWhileDescriptorsLast) {
+  FakeDaemon daemon(answersFrom({}));
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   const rlimit none{3, limit.rlim_max};
@@ -43,7 +44,6 @@ TEST(UdsConnection, OpensOnlyWhileDescriptorsLast) {
   UdsConnection connection;
   setrlimit(RLIMIT_NOFILE, &limit);
   EXPECT_EQ(connection.statusText(), failure("UDS open failed", EMFILE));
-  FakeDaemon daemon(answersFrom({}));
   connection.open();
   EXPECT_EQ(connection.statusText(), "Ready");
 }
@@ -96,7 +96,8 @@ TEST(UdsConnection, EndsEachRequestWithOneCarriageReturn) {
 }
 
 TEST(UdsConnection, ClosesForGoodWhenTheDaemonGoes) {
-  std::signal(SIGPIPE, [](int) { _exit(1); });  // by itself, process 1 would not die of it
+  // By itself, process 1 would not die of it.
+  static_cast<void>(std::signal(SIGPIPE, [](int) { _exit(1); }));
   std::string reply = "untouched";
   {
     FakeDaemon daemon([](const std::string&) { return Answer{"/> ", true}; });
