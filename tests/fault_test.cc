@@ -11,8 +11,6 @@
 #include "tests/appliance.h"
 #include "tests/program.h"
 
-static const std::string json = "Content-Type: application/json\n\n";
-static const std::string serverError = "HTTP/1.1 500 Internal Server Error\n\n";
 static const std::string badAlloc = "Exception std::bad_alloc\n";
 
 struct Request {

@@ -7,6 +7,10 @@
 
 using Strings = std::vector<std::string>;
 
+/// What every JSON reply begins with, and every reply after a failure.
+inline const std::string json = "Content-Type: application/json\n\n";
+inline const std::string serverError = "HTTP/1.1 500 Internal Server Error\n\n";
+
 /// What one request gives, seen from outside: standard output with standard error; the exit status,
 /// and that of the detached child (-1: none, or a signal); the log's lines, as "PRIORITY parent
 /// TEXT" or "PRIORITY child TEXT".

@@ -6,8 +6,6 @@
 #include "tests/appliance.h"
 #include "tests/program.h"
 
-static const std::string json = "Content-Type: application/json\n\n";
-static const std::string serverError = "HTTP/1.1 500 Internal Server Error\n\n";
 static const std::string setting = "14 parent Setting parameter ";
 static const std::string ipSetting = setting + "/configuration/network/ip_addr to 10.0.0.5";
 static const std::string broadcastSetting =
@@ -172,7 +170,9 @@ TEST(Program, SendsAnyValueAsOneWord) {
 
 TEST(Program, TriggersARuleByFixedStretchesOfTheName) {
   const char* const audio = "rtmp:aenc mux1:component2/encoder";
-  const char* const single = "enc:venc1/input enc:venc2/input rtsp:aenc rtmp:aenc";
+  const char* const single =
+      "enc:venc1/input enc:venc2/input rtsp:aenc rtmp:aenc mux1:component2/encoder "
+      "mux2:component2/encoder";
   const struct {
     const char *name, *value, *reads;
   } rows[] = {
