@@ -20,8 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool isMask = nextLine() == "mask";
   ConfigClient client;
   ChangeSet changes;
-  updateBroadcastAddress(client, changes, ParameterPath(isMask ? subnetMaskPath : ipAddressPath),
-                         value);
+  updateBroadcastAddress(client, changes, isMask ? subnetMaskPath : ipAddressPath, value);
   applyMuxBitrateRule(client, changes);
   applyVideoEncoderRules(client, changes);
   applyFixedSettings(client, changes);

@@ -16,8 +16,8 @@ void updateBroadcastAddress(ConfigClient& client, ChangeSet& changes, ParameterP
   } else if (name == subnetMaskPath) {
     mask = value;
   }
-  if (ip.empty() && !client.get(ParameterPath(ipAddressPath), ip)) return;
-  if (mask.empty() && !client.get(ParameterPath(subnetMaskPath), mask)) return;
+  if (ip.empty() && !client.get(ipAddressPath, ip)) return;
+  if (mask.empty() && !client.get(subnetMaskPath, mask)) return;
 
   in_addr address{};
   in_addr netmask{};

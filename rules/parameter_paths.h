@@ -1,14 +1,13 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "write_service/change_set.h"
 
 // The paths that more than one unit names. `parameter` always begins with a slash.
 
-inline constexpr std::string_view ipAddressPath = "/configuration/network/ip_addr";
-inline constexpr std::string_view subnetMaskPath = "/configuration/network/subnet_mask";
+inline constexpr char ipAddressPath[] = "/configuration/network/ip_addr";
+inline constexpr char subnetMaskPath[] = "/configuration/network/subnet_mask";
 
 /// A parameter of the encoder of that name, such as "aenc3".
 ParameterPath encoderPath(const std::string& encoder, const char* parameter);
