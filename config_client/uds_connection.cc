@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -61,9 +62,10 @@ bool UdsConnection::readReply(std::string& reply) {
   while (end == std::string::npos) {
     const ssize_t received = recv(fd, buffer, sizeof buffer, 0);
     if (received < 0) return fail(UdsStatus::ReadFailed);
+    // The prompt may have begun at the end of the pieces before.
+    const std::size_t begin = reply.size() - std::min(reply.size(), prompt.size() - 1);
     reply.append(buffer, static_cast<std::size_t>(received));
-    // From the start each time: the prompt may have come in two pieces.
-    end = reply.find(prompt);
+    end = reply.find(prompt, begin);
   }
   reply.resize(end);
   return succeed();
