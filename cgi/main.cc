@@ -1,6 +1,9 @@
 #include <cgicc/Cgicc.h>
+#include <fcntl.h>
 #include <syslog.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <utility>
@@ -19,9 +22,21 @@ static void dispatch(RequestFields fields) {
   }
 }
 
+/// Opens each standard stream that the web server left closed on "/dev/null", so that the daemon's
+/// connection cannot take its place.
+static void openStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free number is `stream`, as all below it are open.
+    if (fcntl(stream, F_GETFD) == -1) open("/dev/null", O_RDWR);
+  }
+}
+
 /// The one place that catches exceptions. What a service wrote before one stays, and the 500 reply
 /// follows it.
 int main(int /*argc*/, char** /*argv*/) {
+  // A browser that has gone must not end a write between its puts and its save.
+  std::signal(SIGPIPE, SIG_IGN);
+  openStandardStreams();
   openlog("tzr4417.cgi", LOG_PID, LOG_USER);
   try {
     if (bodyExceedsLimit()) return 1;
