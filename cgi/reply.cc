@@ -15,7 +15,7 @@ void writeInternalServerError() { writeStatus(500, "Internal Server Error"); }
 
 void writeJsonHeader() { cgicc::HTTPContentHeader("application/json").render(std::cout); }
 
-/// The letter that stands for `byte` behind a backslash, or 0 for a byte that stands for itself.
+/// The letter that stands for `byte` after a backslash, or 0 for a byte that stands for itself.
 static char escapeLetter(char byte) {
   switch (byte) {
     case '"':
@@ -40,10 +40,18 @@ static char escapeLetter(char byte) {
 std::string jsonEscape(const std::string& text) {
   std::string escaped;
   escaped.reserve(2 * text.size());
-  for (const char byte : text) {
-    const char letter = escapeLetter(byte);
-    if (letter != 0) escaped += '\\';
-    escaped += letter != 0 ? letter : byte;
+  std::size_t copied = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char letter = escapeLetter(text[i]);
+    if (letter == 0) continue;
+    escaped.append(text, copied, i - copied);
+    escaped += '\\';
+    escaped += letter;
+    copied = i + 1;
   }
-  return escaped;
+  return escaped.append(text, copied);
+}
+
+std::string jsonMember(const std::string& name, const std::string& value) {
+  return '"' + jsonEscape(name) + "\": \"" + jsonEscape(value) + '"';
 }

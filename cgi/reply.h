@@ -14,3 +14,6 @@ void writeJsonHeader();
 /// Escapes the quotation mark, backslash, slash, and the control characters \b \f \n \r \t; every
 /// other byte, other control characters included, is copied.
 std::string jsonEscape(const std::string& text);
+
+/// A member of a JSON object, both strings escaped: "name": "value".
+std::string jsonMember(const std::string& name, const std::string& value);
