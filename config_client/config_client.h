@@ -8,8 +8,8 @@
 
 /// The configuration daemon's commands, over one connection of its own.
 ///
-/// Nothing reconnects: after a transport failure nothing more is sent and every request fails, as
-/// it does without a socket, which is how a client is left that was moved from. An answer that
+/// A client never reconnects: after a transport failure it sends nothing more and every operation
+/// fails. A client that was moved from has no socket, and its operations fail too. An answer that
 /// reports an error is an answer like any other, and the operation succeeds. Names and values go
 /// out as they are, unquoted. Every operation blocks until the daemon has answered.
 class ConfigClient {
