@@ -82,10 +82,10 @@ void applyMuxBitrateRule(ConfigClient& client, ChangeSet& changes) {
     if (!getEffectiveValue(client, changes, muxPath(number, "/mode"), mode)) return;
     mux.variableBitrate = mode == "vbr";
     for (const int component : {1, 2, 3}) {
-      if (!addComponent(client, changes, muxEncoderPath(number, component), mux)) return;
+      if (!addComponent(client, changes, muxComponentEncoderPath(number, component), mux)) return;
     }
     if (!mux.hasH264Video) continue;
     const std::int32_t total = std::clamp(mux.total, lowestTotal, highestTotal);
-    setIfChanged(client, changes, muxPath(number, "/bitrate"), std::to_string(total), "");
+    setIfChanged(client, changes, muxPath(number, "/bitrate"), std::to_string(total));
   }
 }

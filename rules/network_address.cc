@@ -26,5 +26,5 @@ void updateBroadcastAddress(ConfigClient& client, ChangeSet& changes, ParameterP
   address.s_addr |= ~netmask.s_addr;
   char text[64];
   inet_ntop(AF_INET, &address, text, sizeof text);
-  setIfChanged(client, changes, "/configuration/network/broadcast_addr", text, "");
+  setIfChanged(client, changes, broadcastAddressPath, text);
 }

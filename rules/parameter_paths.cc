@@ -1,5 +1,13 @@
 #include "rules/parameter_paths.h"
 
+ParameterPath videoInputPath(int input, const char* parameter) {
+  return "/configuration/inputs/video/in" + std::to_string(input) + parameter;
+}
+
+ParameterPath analogAudioInputPath(int input, const char* parameter) {
+  return "/configuration/inputs/audio/analog_in" + std::to_string(input) + parameter;
+}
+
 ParameterPath encoderPath(const std::string& encoder, const char* parameter) {
   return "/configuration/encoders/" + encoder + parameter;
 }
@@ -22,6 +30,6 @@ ParameterPath muxPath(int mux, const std::string& parameter) {
   return "/configuration/outputs/ts/muxer/mux" + std::to_string(mux) + parameter;
 }
 
-ParameterPath muxEncoderPath(int mux, int component) {
+ParameterPath muxComponentEncoderPath(int mux, int component) {
   return muxPath(mux, "/component" + std::to_string(component) + "/encoder");
 }

@@ -4,10 +4,18 @@
 
 #include "write_service/change_set.h"
 
-// The paths that more than one unit names. `parameter` always begins with a slash.
+// The paths of the configuration tree. `parameter` always begins with a slash.
 
 inline constexpr char ipAddressPath[] = "/configuration/network/ip_addr";
 inline constexpr char subnetMaskPath[] = "/configuration/network/subnet_mask";
+inline constexpr char broadcastAddressPath[] = "/configuration/network/broadcast_addr";
+inline constexpr char videoInputModePath[] = "/configuration/inputs/video/mode";
+
+/// A parameter of video input 1 or 2.
+ParameterPath videoInputPath(int input, const char* parameter);
+
+/// A parameter of analogue audio input 1.
+ParameterPath analogAudioInputPath(int input, const char* parameter);
 
 /// A parameter of the encoder of that name, such as "aenc3".
 ParameterPath encoderPath(const std::string& encoder, const char* parameter);
@@ -28,4 +36,4 @@ ParameterPath streamPath(const char* output, int stream, const char* parameter);
 ParameterPath muxPath(int mux, const std::string& parameter);
 
 /// The name of the encoder that feeds component 1, 2 or 3 of a multiplexer.
-ParameterPath muxEncoderPath(int mux, int component);
+ParameterPath muxComponentEncoderPath(int mux, int component);

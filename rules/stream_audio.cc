@@ -4,7 +4,7 @@
 #include "write_service/parameter_access.h"
 
 void applyStreamAudioRule(ConfigClient& client, ChangeSet& changes, std::string value) {
-  setIfChanged(client, changes, streamPath("rtmp", 1, "/aenc"), value, "");
+  setIfChanged(client, changes, streamPath("rtmp", 1, "/aenc"), value);
   if (value != "off") value.insert(0, "aenc");
-  setIfChanged(client, changes, muxEncoderPath(1, 2), value, "");
+  setIfChanged(client, changes, muxComponentEncoderPath(1, 2), value);
 }

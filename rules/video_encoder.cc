@@ -9,7 +9,7 @@ void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes) {
   std::string source;
   std::string codec1;
   std::string codec2;
-  if (!getEffectiveValue(client, changes, muxEncoderPath(2, 1), source) ||
+  if (!getEffectiveValue(client, changes, muxComponentEncoderPath(2, 1), source) ||
       !getEffectiveValue(client, changes, videoEncoderPath(1, "/codec"), codec1) ||
       !getEffectiveValue(client, changes, videoEncoderPath(2, "/codec"), codec2)) {
     return;
@@ -18,16 +18,15 @@ void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes) {
   const bool autoControl = copyImage && codec1 == "h264" && codec2 == "h264";
   for (const int number : {1, 2}) {
     setIfChanged(client, changes, videoEncoderPath(number, "/frame_ctrl/auto"),
-                 yesOrNo(autoControl), "");
+                 yesOrNo(autoControl));
     setIfChanged(client, changes, videoEncoderPath(number, "/text_overlay/copy_image"),
-                 yesOrNo(copyImage), "");
+                 yesOrNo(copyImage));
   }
 }
 
 void applyFrameRateRule(ConfigClient& client, ChangeSet& changes, ParameterPath name,
                         std::string value) {
-  // Up to the encoder's number; what the written name has behind it does not count.
-  name.resize(videoEncoderPrefix().size() + 1);
-  name += "/frame_ctrl/enable";
-  setIfChanged(client, changes, name, yesOrNo(value != "1"), "");
+  // The encoder's number is one character, whatever it is.
+  name = name.substr(0, videoEncoderPath(1, "/frame_ctrl/").size()) + "enable";
+  setIfChanged(client, changes, name, yesOrNo(value != "1"));
 }

@@ -13,8 +13,8 @@ void logSetting(const ParameterPath& path, const std::string& value);
 bool getEffectiveValue(ConfigClient& client, const ChangeSet& changes, const ParameterPath& path,
                        std::string& value);
 
-/// Records and logs `newValue` for `path` if the daemon's stored value, never the pending one,
-/// calls for it: if it differs from `newValue`, or, with `expected` not empty, if it equals
-/// `expected`. False on a transport failure, with nothing recorded.
+/// Compares the daemon's stored value of `path`, never the pending one. Records and logs `newValue`
+/// where the stored value differs from it or, with an `expected` value, where the stored value
+/// equals that. False on a transport failure, with nothing recorded.
 bool setIfChanged(ConfigClient& client, ChangeSet& changes, const ParameterPath& path,
-                  const std::string& newValue, const std::string& expected);
+                  const std::string& newValue, const std::string& expected = {});

@@ -19,8 +19,8 @@
 #include "rules/video_encoder.h"
 #include "write_service/parameter_access.h"
 
-/// Throws for a line break that the quotes would not hold together: a name gets none, and those in
-/// a value would end the ones around it.
+/// Throws for a line break that would split the request line: a name is never quoted, and a double
+/// quote in a value ends the quotes around it.
 static void refuseLineBreaks(const ParameterPath& name, const std::string& value) {
   const char* const lineBreaks = "\r\n";
   if (name.find_first_of(lineBreaks) != std::string::npos) {
@@ -52,8 +52,8 @@ static bool isNumbered(const ParameterPath& name, const std::string& prefix,
 static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const ParameterPath& name,
                                const std::string& value) {
   const std::string single = "single";
-  if (name == "/configuration/inputs/video/mode" && value.compare(0, single.size(), single) == 0) {
-    // The input's number stands behind one separating character, whatever that is.
+  if (name == videoInputModePath && value.compare(0, single.size(), single) == 0) {
+    // One separating character, whatever it is, precedes the input's number.
     applySingleInputRule(client, changes, value.substr(single.size() + 1, 1));
   } else if (isNumbered(name, videoEncoderPrefix(), "/frame_ctrl/rate")) {
     applyFrameRateRule(client, changes, name, value);
@@ -67,15 +67,15 @@ static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const P
 static void writeReply(const ParameterPath& name, const std::string& value,
                        const std::string& reply) {
   writeJsonHeader();
-  std::cout << R"({ "write": ")" << jsonEscape(name) << R"(", "value": ")" << jsonEscape(value)
-            << R"(", "reply": ")" << jsonEscape(reply) << R"(" })" << std::endl;
+  std::cout << "{ " << jsonMember("write", name) << ", " << jsonMember("value", value) << ", "
+            << jsonMember("reply", reply) << " }" << std::endl;
 }
 
 static void logReply(const char* command, const std::string& reply) {
   if (!reply.empty()) syslog(LOG_INFO, "Reply from \"%s\": %s", command, reply.c_str());
 }
 
-/// Parts `stream` from the web server. Where "/dev/null" cannot be opened, the stream is closed.
+/// Takes `stream` from the web server. Where "/dev/null" cannot be opened, the stream is closed.
 static void letGo(std::FILE* stream, const char* mode) {
   [[maybe_unused]] const std::FILE* reopened = std::freopen("/dev/null", mode, stream);
 }
