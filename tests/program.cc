@@ -88,7 +88,7 @@ Response respond(Strings environment, const std::string& body, Strings before,
   close(out[0]);
   const int exitStatus = await(parent).second;
   whenAnswered();
-  const auto [child, childExitStatus] = await(-1);  // ours, as tests/isolate makes us process 1
+  const auto [child, childExitStatus] = await(-1);  // ours, as scripts/isolate makes us process 1
   readLog(log, messages);
   close(log);
 
