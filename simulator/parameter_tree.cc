@@ -30,7 +30,7 @@ struct Descriptor {
 
 }  // namespace
 
-/// `result`, unless it is the negative one of a system call that failed: that throws.
+/// Returns the `result` of a system call, and throws if it is negative: the call has failed.
 template <typename Result>
 static Result check(Result result, const std::string& file) {
   if (result < 0) throw std::system_error(errno, std::generic_category(), file);
@@ -74,7 +74,7 @@ static void replaceFile(const std::string& name, const std::string& text) {
 
 static constexpr std::string_view promptInValue = "Value holds the prompt text";
 
-// The file is known by where it really is: to save must not replace a symbolic link to it.
+// The real path is kept, so that saving does not replace a symbolic link to the file.
 ParameterTree::ParameterTree(const std::string& fileName)
     : file(std::filesystem::weakly_canonical(fileName).string()) {
   const std::string text = readFile(fileName);
@@ -96,7 +96,7 @@ ParameterTree::ParameterTree(const std::string& fileName)
   }
 }
 
-/// Takes the parameter at `position` and goes on behind its line; returns nothing, or what is
+/// Takes the parameter at `position` and moves that after its line. Returns nothing, or what is
 /// wrong.
 std::string_view ParameterTree::readParameter(const std::string& text, std::size_t& position) {
   WordSplitter line('\n');

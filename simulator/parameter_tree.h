@@ -20,12 +20,12 @@ class ParameterTree {
   /// The value, or null for a path that the tree lacks. Good until that value is replaced.
   const std::string* get(const std::string& path) const;
 
-  /// Replaces a value, in memory only. Returns nothing, or why not, and has then changed nothing.
+  /// Replaces a value, in memory only. Returns nothing, or why it has changed nothing.
   std::string_view put(const std::string& path, const std::string& value);
 
-  /// Writes the tree, comments and order as they were, to a new file of the same mode that takes
-  /// the place of the old one: a crash leaves one of the two, whole. Throws `std::system_error` if
-  /// it cannot, and has then left the old file alone, unless only its folder could not be synced.
+  /// Writes the tree, comments and order as they were, to a new file of the same mode that replaces
+  /// the old one: a crash leaves one of the two, whole. Throws `std::system_error` on failure. The
+  /// old file is then untouched, unless all that failed is the sync of its folder.
   void save() const;
 
  private:

@@ -18,7 +18,7 @@
 
 using Protocol = asio::local::stream_protocol;
 
-/// What stands at `path` itself, or nothing.
+/// The status of what is at `path`, links not followed, or nothing.
 static std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;

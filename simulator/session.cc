@@ -23,7 +23,7 @@ void Session::receive() {
   });
 }
 
-/// Answers the next request of what has been received; without one, receives more.
+/// Answers the next whole request of what has been received; if there is none, receives more.
 void Session::serve() {
   while (!unread.empty()) {
     const char byte = unread.front();

@@ -41,6 +41,6 @@ class WordSplitter {
   std::vector<std::string> found;
 };
 
-/// The spelling that `WordSplitter` takes back as the single word `word`, whatever its line end.
-/// Exact for every word that a `WordSplitter` has given out.
+/// A spelling that a `WordSplitter`, whatever its line end, takes as the single word `word`. There
+/// is one for every word that a `WordSplitter` has given out.
 std::string quoteIfNeeded(const std::string& word);
