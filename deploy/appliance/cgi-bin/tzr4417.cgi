@@ -1,30 +1,21 @@
-#!/bin/sh
-# What the web server starts, from the folder cgi-bin of its pages: it sets the limits of one
-# request and starts the program, so that they hold for the program and for the child that it
-# leaves to apply and save, and not for the web server.
+#!/usr/lib/tzr4417/limited
+# What the web server starts, from the folder cgi-bin of its pages: the program with the limits of
+# one request. A limit whose line is missing is not set. A comment takes a whole line.
 
-program=/usr/lib/cgi-bin/tzr4417.cgi
-body_limit=65536 # bytes of a request's body
-time_limit=30    # seconds until the reply; the child that applies and saves may take longer
-cpu_limit=10     # seconds of processor time, for the program and again for the child
+program = /usr/lib/cgi-bin/tzr4417.cgi
 
-# A page of another site can make a browser send a request with the user's password, but not with
-# this header. A query that begins with "read=" makes of any request a read, and its answer the
-# browser hides from such a page.
-case "$QUERY_STRING" in
-  read=*) ;;
-  *)
-    if [ -z "$HTTP_X_REQUESTED_WITH" ]; then
-      printf 'HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\nNo X-Requested-With header\n'
-      exit
-    fi
-    ;;
-esac
+# Bytes of a request's body. All parameters of an encoder in one read take half of it.
+body_limit = 16384
 
-export CGICC_MAX_CONTENTLENGTH="$body_limit"
-# shellcheck disable=SC3045 # of the shells without it, none is meant
-ulimit -t "$cpu_limit"
-# A reply that nobody takes any more would otherwise end a write before it is applied and saved.
-trap '' PIPE
-# Where the web server has closed standard error, the daemon's connection would take its place.
-exec timeout "$time_limit" "$program" 2>/dev/null
+# Seconds until the reply is complete. The child that applies and saves may take longer.
+time_limit = 30
+
+# Seconds of processor time, for the program and again for the child.
+cpu_limit = 2
+
+# KB of memory, with all that is mapped, for the program and again for the child.
+memory_limit = 32768
+
+# Processes of the web server's user, with which a write leaves no further child behind: it applies
+# and saves before the reply is complete, within the time limit.
+process_limit = 64
