@@ -5,10 +5,17 @@
 #                  of this machine, if the sysroot has no cgicc
 # cmake -DCMAKE_TOOLCHAIN_FILE=cmake/cross.cmake -DCROSS_PREFIX=/opt/arm/bin/arm-linux- ...
 
+# CMake's own trial projects read this file too, and get these only by way of the environment.
+foreach(variable CROSS_PREFIX CROSS_SYSROOT CROSS_CGICC)
+  if(DEFINED ${variable})
+    set(ENV{${variable}} "${${variable}}")
+  else()
+    set(${variable} "$ENV{${variable}}")
+  endif()
+endforeach()
 if(NOT CROSS_PREFIX)
   message(FATAL_ERROR "CROSS_PREFIX names no tool chain")
 endif()
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES CROSS_PREFIX CROSS_SYSROOT CROSS_CGICC)
 set(CMAKE_C_COMPILER ${CROSS_PREFIX}gcc)
 set(CMAKE_CXX_COMPILER ${CROSS_PREFIX}g++)
 set(CMAKE_AR ${CROSS_PREFIX}gcc-ar)  # as those of the binutils may not know GCC's objects
