@@ -1,8 +1,8 @@
 // Compares builds of tzr4417.cgi with the floor program, run by run.
 //
-// A busy machine slows everything down for a while, so that the times of two builds mean little
-// beside each other. Each run of a build is therefore paired with a run of the floor right before
-// or after it, and what counts is the median of the ratios of the pairs.
+// A busy machine slows everything down for a while, so that the times of two builds cannot be
+// compared. Each run of a build is therefore paired with a run of the floor right before or after
+// it, and what counts is the median of the ratios of the pairs.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -45,7 +45,7 @@ constexpr int pipeCapacity = 1 << 20;
 struct Request {
   std::string label;
   Texts environment;
-  bool detaches;  ///< leaves a child behind that goes on after the reply
+  bool detaches;  ///< leaves a child that goes on after the reply
   int pairsPerRound;
 };
 

@@ -3,8 +3,8 @@
 //
 // A read takes its names from QUERY_STRING and works out the reply from the answers. A write
 // replays the request lines of BENCH_REQUESTS, recorded from the program, and forks where the
-// program does: the rules behind them cost the program alone. So do the decoding of the query, the
-// names that the daemon does not hold, and the system log; the floor knows none of these.
+// program does: the rules that led to them cost the program alone. So do the decoding of the query,
+// the names that the daemon does not hold, and the system log; the floor knows none of these.
 
 #include <fcntl.h>
 #include <sys/socket.h>
