@@ -35,7 +35,7 @@ static void openStandardStreams() {
 /// follows it.
 int main(int /*argc*/, char** /*argv*/) {
   // A browser that has gone must not end a write between its puts and its save.
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   openStandardStreams();
   openlog("tzr4417.cgi", LOG_PID, LOG_USER);
   try {

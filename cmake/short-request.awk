@@ -14,5 +14,5 @@ END {
     ++missed
     list = list "\n " pattern
   }
-  if (5 * missed > count) print "Warning: much of cmake/short-request*.ld matches nothing:" list >"/dev/stderr"
+  if (10 * missed > count) print "Warning: much of cmake/short-request*.ld matches nothing:" list >"/dev/stderr"
 }
