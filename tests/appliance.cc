@@ -1,9 +1,8 @@
 #include "tests/appliance.h"
 
 #include <sstream>
-#include <utility>
 
-static std::vector<std::pair<std::string, std::string>> settings(const std::string& text) {
+Strings paths(const std::string& text) {
   static const Tree folders = {{"all", ""},
                                {"net", "/configuration/network/"},
                                {"enc", "/configuration/encoders/"},
@@ -13,39 +12,34 @@ static std::vector<std::pair<std::string, std::string>> settings(const std::stri
                                {"mux2", "/configuration/outputs/ts/muxer/mux2/"},
                                {"rtsp", "/configuration/outputs/rtsp/streams/stream1/"},
                                {"rtmp", "/configuration/outputs/rtmp/streams/stream1/"}};
-  std::vector<std::pair<std::string, std::string>> list;
+  Strings list;
   std::istringstream words(text);
-  for (std::string folder, path, value; std::getline(words >> std::ws, folder, ':');) {
-    words >> path;
-    const std::size_t end = path.find('=');
-    value = end == std::string::npos ? "" : path.substr(end + 1);
-    list.emplace_back(folders.at(folder) + path.substr(0, end), value);
+  for (std::string folder, path; std::getline(words >> std::ws, folder, ':') && words >> path;) {
+    list.push_back(folders.at(folder) + path);
   }
   return list;
 }
 
 Tree tree(const std::string& text) {
   Tree values;
-  for (const auto& [path, value] : settings(text)) values[path] = value;
+  for (const std::string& setting : paths(text)) {
+    const std::size_t end = setting.find('=');
+    values[setting.substr(0, end)] = end == std::string::npos ? "" : setting.substr(end + 1);
+  }
   return values;
 }
 
-Lines paths(const std::string& text) {
-  Lines list;
-  for (const auto& setting : settings(text)) list.push_back(setting.first);
-  return list;
+Tree fixedSettings() {
+  return tree(
+      "in:video/in1/logo/imagefile=/opt/encsrv/vendor/logos/logo.ppm "
+      "in:video/in2/logo/imagefile=/opt/encsrv/vendor/logos/logo.ppm "
+      "in:audio/analog_in1/input=line in:audio/analog_in1/micboost=no enc:aenc3/codec=aac "
+      "in:video/in1/deinterlacer/mode=advanced rtsp:venc=1 rtmp:venc=1 "
+      "out:recorder/stream=2 out:recorder/enable=yes");
 }
 
-static const char* const fixedSettings =
-    "in:video/in1/logo/imagefile=/opt/encsrv/vendor/logos/logo.ppm "
-    "in:video/in2/logo/imagefile=/opt/encsrv/vendor/logos/logo.ppm "
-    "in:audio/analog_in1/input=line in:audio/analog_in1/micboost=no enc:aenc3/codec=aac "
-    "in:video/in1/deinterlacer/mode=advanced rtsp:venc=1 rtmp:venc=1 "
-    "out:recorder/stream=2 out:recorder/enable=yes ";
-
 Tree applianceTree() {
-  return tree(
-      std::string(fixedSettings) +
+  Tree all = tree(
       "net:ip_addr=192.168.1.10 net:subnet_mask=255.255.255.0 net:broadcast_addr=192.168.1.255 "
       "rtsp:aenc=1 rtmp:aenc=1 enc:aenc1/bitrate=128000 enc:aenc2/bitrate=64000 "
       "enc:aenc3/aac/bitrate=96000 mux1:mode=cbr mux1:component1/encoder=venc1 "
@@ -56,22 +50,6 @@ Tree applianceTree() {
       "enc:venc1/frame_ctrl/enable=yes enc:venc1/text_overlay/copy_image=yes enc:venc2/input=in1 "
       "enc:venc2/codec=h264 enc:venc2/h264/bitrate=4000000 enc:venc2/frame_ctrl/auto=yes "
       "enc:venc2/frame_ctrl/enable=yes enc:venc2/text_overlay/copy_image=yes");
-}
-
-Lines fixedSettingsReads() { return paths(fixedSettings); }
-
-Lines muxBitrateReads() {
-  return paths(
-      "mux1:mode mux1:component1/encoder enc:venc1/codec enc:venc1/h264/bitrate "
-      "mux1:component2/encoder enc:aenc1/bitrate mux1:component3/encoder mux1:bitrate "
-      "mux2:mode mux2:component1/encoder enc:venc2/codec enc:venc2/h264/bitrate "
-      "mux2:component2/encoder enc:aenc2/bitrate mux2:component3/encoder "
-      "enc:aenc3/aac/bitrate mux2:bitrate");
-}
-
-Lines videoEncoderReads() {
-  return paths(
-      "mux2:component1/encoder enc:venc1/codec enc:venc2/codec "
-      "enc:venc1/frame_ctrl/auto enc:venc1/text_overlay/copy_image "
-      "enc:venc2/frame_ctrl/auto enc:venc2/text_overlay/copy_image");
+  all.merge(fixedSettings());
+  return all;
 }

@@ -7,12 +7,10 @@
 // all before a whole path.
 
 Tree tree(const std::string& text);
-Lines paths(const std::string& text);
+Strings paths(const std::string& text);
 
 /// A configuration on which every rule is content: a write changes nothing beside what it names.
 Tree applianceTree();
 
-/// The parameters that each rule of every write reads from that tree, in order.
-Lines fixedSettingsReads();
-Lines muxBitrateReads();
-Lines videoEncoderReads();
+/// Of these, the parameters that have the same value always.
+Tree fixedSettings();

@@ -1,14 +1,22 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
-#include <utility>
+#include <ctime>
 
 #include "cgi/reply.h"
 #include "config_client/change_set_entries.h"
 #include "config_client/config_client.h"
+#include "config_client/protocol.h"
 #include "config_client/trim.h"
 #include "tests/fake_daemon.h"
+
+static std::string failure(const char* message, int number) {
+  return std::string(message) + ": " + std::strerror(number);
+}
 
 TEST(Texts, AreEscapedAndTrimmed) {
   const std::string others("\x00\x01\x07\x0b\x0e\x1f\x7f\x80\xff\xc3\xa9", 11);
@@ -29,52 +37,111 @@ TEST(ChangeSetEntries, AreSelectedAndCompared) {
   EXPECT_EQ(addedEntries(base, other), (ChangeSetEntries{{"/A", ""}, {"/z", "9"}}));
 }
 
-TEST(ConfigClient, SendsEachCommandAndPassesTheAnswerOn) {
-  FakeDaemon daemon(answersFrom({{"/a", " \t4 2\r\n\n"}}, {{"put", "ok"}, {"apply", " on "}}));
-  std::string text = "old";
-  {
-    ConfigClient client;
-    EXPECT_TRUE(client.put({}, text) && text.empty());
-    EXPECT_TRUE(client.get("/a", text) && text == "4 2") << text;
-    EXPECT_TRUE(client.get("/none", text) && text == "No such file or directory") << text;
-    EXPECT_TRUE(client.put({{"/b", "two words"}, {"/B", ""}, {"/b/c", "\"q\""}}, text));
-    EXPECT_EQ(text, "ok\r\nok\r\nok\r\n");
-    EXPECT_TRUE(client.put("/d", "1", text) && text == "ok\r\n") << text;
-    EXPECT_TRUE(client.apply(text) && text == " on \r\n") << text;
-    EXPECT_TRUE(client.save(text) && text.empty()) << text;
-    EXPECT_EQ(client.statusText(), "Ready");
+TEST(UdsConnection, StaysClosedWithoutADaemon) {
+  unlink(socketPath);
+  for (const int reason : {ENOENT, ECONNREFUSED}) {
+    UdsConnection connection;
+    std::string reply = "untouched";
+    EXPECT_FALSE(connection.isOpen() || connection.sendLine("") || connection.readReply(reply) ||
+                 connection.execute("ls /a", reply));
+    EXPECT_EQ(reply, "untouched") << reason;
+    EXPECT_EQ(connection.statusText(), failure("UDS connect failed", reason));
+    FakeDaemon leavesItsSocketBehind(answersFrom({}));
   }
-  EXPECT_EQ(daemon.requests(), (Lines{"ls /a", "ls /none", "put /B ", "put /b two words",
-                                      "put /b/c \"q\"", "put /d 1", "apply", "save"}));
+}
+
+TEST(UdsConnection, OpensOnlyWhileDescriptorsLast) {
+  FakeDaemon daemon(answersFrom({}));
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none{3, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  UdsConnection connection;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(connection.statusText(), failure("UDS open failed", EMFILE));
+  connection.open();
+  EXPECT_EQ(connection.statusText(), "Ready");
+}
+
+TEST(UdsConnection, EndsEachReplyAtItsFirstPrompt) {
+  const std::string large(1U << 20U, '/');
+  const std::string rows[] = {"abc\r\n", "abc", "", "/", "/>/ > />", {"a\0\xc3\xa9\x01", 5}, large};
+  const std::clock_t begin = std::clock();
+  for (const std::string& text : rows) {
+    for (const std::size_t piece : {1U, 2U, 3U, 1024U, 0U}) {
+      if (piece != 0 && text.size() > piece * 1024) continue;
+      FakeDaemon daemon([&](const std::string&) { return text + "/> "; }, piece);
+      UdsConnection connection;
+      std::string reply = "old";
+      for (const char* line : {"first", "second"}) {
+        EXPECT_TRUE(connection.execute(line, reply)) << piece;
+        EXPECT_TRUE(reply == text) << text.substr(0, 9) << piece << reply.substr(0, 9);
+        EXPECT_EQ(connection.statusText(), "Ready") << piece;
+      }
+    }
+  }
+  // To search all of the large reply again for each piece would take many times as long.
+  EXPECT_LT(std::clock() - begin, 2 * CLOCKS_PER_SEC);
+}
+
+TEST(UdsConnection, TakesOnlyWhatCameLaterForTheNextReply) {
+  for (const std::size_t piece : {0U, 1U}) {
+    FakeDaemon daemon([](const std::string& line) { return line + "/> rest/> "; }, piece);
+    UdsConnection connection;
+    std::string reply;
+    EXPECT_TRUE(piece == 0 ? connection.execute("one", reply) : connection.readReply(reply));
+    EXPECT_EQ(reply, piece == 0 ? "one" : "rest");
+  }
+}
+
+TEST(UdsConnection, EndsEachRequestWithOneCarriageReturn) {
+  FakeDaemon daemon(answersFrom({}));
+  {
+    UdsConnection connection;
+    std::string reply;
+    for (const char* line : {"save", "apply\r", "line\n"}) connection.execute(line, reply);
+    EXPECT_TRUE(connection.sendLine(""));
+  }
+  EXPECT_EQ(daemon.requests(), (Strings{"save", "apply", "line\n"}));
 }
 
 /// A spent client, whatever spent it, fails every request and touches no text but to trim it.
-static void expectSpent(ConfigClient& client, const char* readText) {
+static void expectSpent(ConfigClient& client, const char* readText, const std::string& status) {
   std::string text = " kept ";
-  EXPECT_FALSE(client.isConnected());
-  EXPECT_FALSE(client.apply(text));
-  EXPECT_FALSE(client.save(text));
-  EXPECT_FALSE(client.put("/a", "1", text));
+  EXPECT_FALSE(client.isConnected() || client.apply(text) || client.save(text) ||
+               client.put("/a", "1", text));
   EXPECT_EQ(text, " kept ");
   EXPECT_FALSE(client.get("/a", text));
   EXPECT_EQ(text, readText);
+  EXPECT_EQ(client.statusText(), status);
 }
 
 TEST(ConfigClient, EndsABatchAtTheFirstFailure) {
-  FakeDaemon daemon([](const std::string& line) {
-    return line == "put /b 2" ? Answer{"tw", true} : Answer{"one\r\n/> "};
-  });
+  FakeDaemon daemon(
+      [](const std::string& line) { return line == "put /b 2" ? "tw" : "one\r\n/> "; });
   ConfigClient client;
   std::string text = "old";
+  EXPECT_TRUE(client.put({}, text) && text.empty());
   EXPECT_FALSE(client.put({{"/a", "1"}, {"/b", "2"}, {"/c", "3"}}, text));
   EXPECT_EQ(text, "one\r\ntw");
-  EXPECT_EQ(daemon.requests(), (Lines{"put /a 1", "put /b 2"}));
-  expectSpent(client, "kept");
-  EXPECT_EQ(client.statusText(), std::string("UDS read failed: ") + std::strerror(ECONNRESET));
+  EXPECT_EQ(daemon.requests(), (Strings{"put /a 1", "put /b 2"}));
+  expectSpent(client, "kept", failure("UDS read failed", ECONNRESET));
 
   const ConfigClient other(std::move(client));
-  expectSpent(client, " kept ");  // NOLINT(bugprone-use-after-move): defined on purpose
+  expectSpent(client, " kept ",
+              "No socket");  // NOLINT(bugprone-use-after-move): defined on purpose
   EXPECT_FALSE(client.put({{"/a", "1"}}, text));
   EXPECT_EQ(text, "one\r\ntw");
-  EXPECT_EQ(client.statusText(), "No socket");
+}
+
+TEST(ConfigClient, FailsWithoutASignalWhenTheDaemonHasGone) {
+  // By itself, process 1 would not die of it.
+  static_cast<void>(std::signal(SIGPIPE, [](int) { _exit(1); }));
+  FakeDaemon daemon([](const std::string&) { return "/> that was it"; });
+  ConfigClient client;
+  daemon.requests();  // it has gone
+  std::string text = "old";
+  EXPECT_FALSE(client.put("/a", "1", text));
+  expectSpent(client, "kept", failure("UDS write failed", EPIPE));
+  EXPECT_EQ(text, "old");
 }

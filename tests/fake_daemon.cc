@@ -7,25 +7,16 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <memory>
-
 #include "config_client/protocol.h"
 
 Answers answersFrom(Tree tree, Tree others) {
-  return [tree, others](const std::string& line) -> Answer {
+  return [tree, others](const std::string& line) {
     const bool isRead = line.rfind("ls ", 0) == 0;
     const Tree& texts = isRead ? tree : others;
     const auto found = texts.find(isRead ? line.substr(3) : line.substr(0, line.find(' ')));
-    const std::string none = isRead ? std::string(noSuchParameter) : "";
+    const std::string none(isRead ? noSuchParameter : "");
     const std::string text = found == texts.end() ? none : found->second;
-    return {text + (text.empty() ? "" : "\r\n") + std::string(prompt)};
-  };
-}
-
-Answers goneAt(std::size_t exchange, Answers answers) {
-  const auto count = std::make_shared<std::size_t>(0);
-  return [=](const std::string& line) {
-    return (*count)++ == exchange ? Answer{"", true} : answers(line);
+    return (text.empty() ? "" : text + "\r\n").append(prompt);
   };
 }
 
@@ -45,7 +36,7 @@ FakeDaemon::~FakeDaemon() {
   close(listener);
 }
 
-Lines FakeDaemon::requests() {
+Strings FakeDaemon::requests() {
   shutdown(listener, SHUT_RDWR);  // nobody has to have come
   if (server.joinable()) server.join();
   return lines;
@@ -53,26 +44,23 @@ Lines FakeDaemon::requests() {
 
 void FakeDaemon::serve() {
   const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-  if (client < 0) return;
   char buffer[65536];
-  for (bool here = answer(client, ""); here;) {
-    // Only looked at: what stays unread at the close is what makes it a reset.
+  for (std::string line; client >= 0;) {
+    const std::string answer = answers(line);
+    const std::size_t step = piece == 0 ? answer.size() : piece;
+    for (std::size_t sent = 0; sent < answer.size(); sent += step) {
+      send(client, &answer[sent], std::min(step, answer.size() - sent), MSG_NOSIGNAL);
+      for (int unread = 1; piece != 0 && unread > 0; usleep(20)) ioctl(client, SIOCOUTQ, &unread);
+    }
+    if (answer.size() < prompt.size() || answer.substr(answer.size() - prompt.size()) != prompt)
+      break;
+    // A request is taken only now: what stays unread at the close is what makes it a reset.
+    if (!line.empty()) recv(client, buffer, line.size() + 1, 0);
     const ssize_t size = recv(client, buffer, sizeof buffer, MSG_PEEK);
     if (size <= 0) break;
-    const std::string data(buffer, static_cast<std::size_t>(size));
-    lines.push_back(data.substr(0, data.find(requestTerminator)));
-    here = answer(client, lines.back());
-    if (here) recv(client, buffer, lines.back().size() + 1, 0);
+    line.assign(buffer, static_cast<std::size_t>(size));
+    line.resize(std::min(line.find(requestTerminator), line.size()));
+    lines.push_back(line);
   }
   close(client);
-}
-
-bool FakeDaemon::answer(int client, const std::string& line) {
-  const auto [bytes, gone] = answers(line);
-  const std::size_t step = piece == 0 ? bytes.size() : piece;
-  for (std::size_t sent = 0; sent < bytes.size(); sent += step) {
-    send(client, &bytes[sent], std::min(step, bytes.size() - sent), MSG_NOSIGNAL);
-    for (int unread = 1; piece != 0 && unread > 0; usleep(100)) ioctl(client, SIOCOUTQ, &unread);
-  }
-  return !gone;
 }

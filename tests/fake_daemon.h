@@ -6,23 +6,15 @@
 #include <thread>
 #include <vector>
 
+using Strings = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;
-using Lines = std::vector<std::string>;
 
-/// What goes out for one request, byte for byte; with `gone`, the connection is then reset.
-struct Answer {
-  std::string bytes;
-  bool gone = false;
-};
-
-/// Answers the greeting (asked for with an empty line) and every request line.
-using Answers = std::function<Answer(const std::string& line)>;
+/// The bytes that answer a request line, or, for an empty one, greet the client. Where they do not
+/// end with the prompt, the daemon goes away: the connection is reset.
+using Answers = std::function<std::string(const std::string& line)>;
 
 /// The usual answers from a tree of values; `others` holds those to "put", "apply" and "save".
 Answers answersFrom(Tree tree, Tree others = {});
-
-/// `answers`, until the daemon goes away at that exchange; the greeting is exchange 0.
-Answers goneAt(std::size_t exchange, Answers answers);
 
 /// Serves one client on the daemon's socket with canned answers, and records what it is asked.
 class FakeDaemon {
@@ -32,15 +24,14 @@ class FakeDaemon {
   ~FakeDaemon();
 
   /// The request lines, without their terminators, once the client or the daemon has gone.
-  Lines requests();
+  Strings requests();
 
  private:
   void serve();
-  bool answer(int client, const std::string& line);
 
   Answers answers;
   std::size_t piece;
   int listener;
-  Lines lines;
+  Strings lines;
   std::thread server;
 };

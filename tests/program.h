@@ -3,9 +3,8 @@
 #include <functional>
 #include <string>
 #include <tuple>
-#include <vector>
 
-using Strings = std::vector<std::string>;
+#include "tests/fake_daemon.h"
 
 /// What every JSON reply begins with, and every reply after a failure.
 inline const std::string json = "Content-Type: application/json\n\n";
@@ -19,6 +18,6 @@ using Response = std::tuple<std::string, int, int, Strings>;
 /// Runs tzr4417.cgi as a web server would, with nothing else in its environment, until all its
 /// processes have ended. `before` is a command to run it under; `whenAnswered` is called between
 /// the end of the output and the wait for the child.
-Response respond(
-    Strings environment, const std::string& body = "", Strings before = {},
+Response runProgram(
+    const Strings& environment, const std::string& body = "", const Strings& before = {},
     const std::function<void()>& whenAnswered = [] {});
