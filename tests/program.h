@@ -21,3 +21,12 @@ using Response = std::tuple<std::string, int, int, Strings>;
 Response runProgram(
     const Strings& environment, const std::string& body = "", const Strings& before = {},
     const std::function<void()>& whenAnswered = [] {});
+
+inline std::string query(const std::string& fields) { return "QUERY_STRING=" + fields; }
+
+/// A response of the one process, with nothing logged.
+inline Response answered(const std::string& output) { return {output, 0, -1, {}}; }
+
+inline Response failed(const std::string& text) {
+  return {serverError + "Exception " + text + "\n", 0, -1, {"11 parent Caught exception " + text}};
+}

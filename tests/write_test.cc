@@ -1,0 +1,297 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <future>
+
+#include "cgi/reply.h"
+#include "rules/video_encoder.h"
+#include "tests/appliance.h"
+#include "tests/program.h"
+
+static std::string written(const std::string& name, const std::string& value,
+                           const std::string& reply) {
+  return json + R"({ "write": ")" + jsonEscape(name) + R"(", "value": ")" + jsonEscape(value) +
+         R"(", "reply": ")" + jsonEscape(reply) + "\" }\n";
+}
+
+/// Writes `field`, which is to be put as `value`, and with it `others`, in the order of their
+/// names.
+static void checkWrite(const Tree& stored, const std::string& name, const std::string& field,
+                       const std::string& value, Tree others = {}) {
+  FakeDaemon daemon(answersFrom(stored));
+  const Response response = runProgram({query("write=" + name + "&value=" + field)});
+  EXPECT_EQ(std::get<0>(response), written(name, value, ""));
+  others.emplace(name, value);
+  std::string expected;
+  for (const auto& [path, changed] : others) expected += "put " + path + ' ' + changed + '\r';
+  std::string requests;  // this daemon splits a line also at a quoted carriage return
+  for (const std::string& line : daemon.requests()) requests += line + '\r';
+  EXPECT_EQ(requests.substr(std::min(requests.find("put "), requests.size())),
+            expected + "apply\rsave\r");
+}
+
+struct Row {
+  std::string stored, write, others;  // the first beside the appliance's own
+};
+
+static void checkWrite(const Row& row) {
+  SCOPED_TRACE(row.stored + "; " + row.write);
+  Tree stored = tree(row.stored);
+  stored.merge(applianceTree());
+  const auto [name, value] = *tree(row.write).begin();
+  checkWrite(stored, name, value, value, tree(row.others));
+}
+
+TEST(Write, SendsAnyValueAsOneWord) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", R"("")"},     {"a%0Db%0A", "\"a\rb\n\""}, {"%09", "\"\t\""},  {"%0B", "\"\v\""},
+      {"%0C", "\"\f\""}, {"+x\"y", R"(" x"y")"},     {"x\"y", R"(x"y)"},
+  };
+  for (const auto& [field, value] : rows) checkWrite(applianceTree(), "/x", field, value);
+  const std::string mode = paths("in:video/mode")[0];
+  checkWrite(applianceTree(), mode, "single+2", R"("single 2")");  // and triggers nothing
+}
+
+TEST(Write, PutsWhatDependsOnTheWrittenParameter) {
+  const char* const broadcast = "net:broadcast_addr=10.1.2.255";
+  const char* const toAudio2 = "rtmp:aenc=2 mux1:component2/encoder=aenc2 mux1:bitrate=4338526";
+  const Row rows[] = {
+      {"", "net:ip_addr=192.168.1.77", ""},
+      {"", "net:ip_addr=10.1.2.3", broadcast},
+      {"net:subnet_mask=255.0.255.0", "net:ip_addr=10.1.2.3", "net:broadcast_addr=10.255.2.255"},
+      {"net:subnet_mask=0.0.0.0", "net:ip_addr=10.1.2.3", "net:broadcast_addr=255.255.255.255"},
+      {"net:broadcast_addr=10.1.02.255", "net:ip_addr=10.1.2.3", broadcast},
+      {"net:subnet_mask=24", "net:ip_addr=10.1.2.3", ""},
+      {"", "net:ip_addr=10.1.2.300", ""},
+      {"", "net:ip_addr=10.1.2", ""},
+      {"", "net:ip_addr=\"10.1.2.3\"", ""},
+      {"", "net:subnet_mask=255.255.0.0", "net:broadcast_addr=192.168.255.255"},
+      {"", "net:subnet_mask=\"\"", ""},
+      {"", "enc:venc1/frame_ctrl/rate=1", "enc:venc1/frame_ctrl/enable=no"},
+      {"", "enc:venc2/frame_ctrl/rate=01", ""},
+      {"", "enc:vencX/frame_ctrl/rates=2", "enc:vencX/frame_ctrl/enable=yes"},
+      {"", "enc:venc12/frame_ctrl/rate=1", ""},
+      {"", "enc:venc1=1", ""},
+      {"", "rtsp:aenc=1", ""},
+      {"", "rtsp:aencoder=2", toAudio2},
+      {"", "out:rtsp/streams/stream2/aenc=2", toAudio2},
+      {"", "out:rtsp/streams/stream10/aenc=2", ""},
+      {"", "rtsp:aenc=off", "rtmp:aenc=off mux1:component2/encoder=off mux1:bitrate=4210526"},
+      {"", "rtmp:aenc=2", ""},
+      {"enc:venc2/input=in2 rtsp:aenc=off mux2:component2/encoder=aenc3 mux2:bitrate=3525333",
+       "in:video/mode=single_21",
+       "enc:venc1/input=in2 rtmp:aenc=2 mux1:component2/encoder=aenc2 mux1:bitrate=4338526"},
+      {"enc:venc2/input=in2 rtsp:aenc=2 rtmp:aenc=2", "in:video/mode=single11",
+       "enc:venc2/input=in1 rtsp:aenc=1 rtmp:aenc=1 mux2:component2/encoder=aenc1 "
+       "mux2:bitrate=3557333"},
+      {"rtmp:aenc=2", "in:video/mode=single_3",
+       "enc:venc1/input=in3 enc:venc2/input=in3 rtsp:aenc=3 mux1:component2/encoder=aenc3 "
+       "mux1:bitrate=4402526"},
+      {"rtmp:aenc=2", "in:video/mode=single_",
+       "enc:venc1/input=in enc:venc2/input=in rtsp:aenc mux1:component2/encoder=aenc "
+       "mux1:bitrate=4210526"},
+      {"", "in:video/mode=double_2", ""},
+      {"", "in:video/modes=single_2", ""},
+  };
+  for (const Row& row : rows) checkWrite(row);
+
+  // The first 41 bytes of any name.
+  FakeDaemon daemon(answersFrom({}));
+  ConfigClient client;
+  ChangeSet changes;
+  applyFrameRateRule(client, changes, std::string(41, 'x') + "yz", "1");
+  EXPECT_EQ(changes, (ChangeSet{{std::string(41, 'x') + "enable", "no"}}));
+}
+
+TEST(Write, RestoresFixedSettingsThatHaveDrifted) {
+  Row all{"", "net:x=1", ""};
+  for (const auto& [path, value] : fixedSettings()) {
+    const std::string name = " all:" + path + '=';
+    all.stored += name + 'x';
+    all.others += name + value;
+  }
+  for (const Row& row :
+       {all, {"", "rtsp:venc=2", ""}, {"rtsp:venc=x", "rtsp:venc=2", "rtsp:venc=1"}}) {
+    checkWrite(row);
+  }
+}
+
+TEST(Write, SwitchesTheVideoEncodersByRoutingAndCodecs) {
+  const char* const copyOnly = "enc:venc1/frame_ctrl/auto=no enc:venc2/frame_ctrl/auto=no";
+  const char* const neither =
+      "enc:venc1/frame_ctrl/auto=no enc:venc2/frame_ctrl/auto=no "
+      "enc:venc1/text_overlay/copy_image=no enc:venc2/text_overlay/copy_image=no";
+  const char* const both =
+      "enc:venc1/frame_ctrl/auto=yes enc:venc2/frame_ctrl/auto=yes "
+      "enc:venc1/text_overlay/copy_image=yes enc:venc2/text_overlay/copy_image=yes";
+  const Row rows[] = {
+      {neither, "net:x=1", both},
+      {"", "enc:venc2/codec=mjpeg", copyOnly},
+      {"enc:venc1/codec=H264", "net:x=1", copyOnly},
+      {"", "mux2:component1/encoder=venc1", neither},
+      {"", "mux2:component1/encoder=venc22", neither},
+      {"enc:venc2/codec=mjpeg", "enc:venc2/codec=h264", ""},
+      {"", "enc:venc1/frame_ctrl/auto=no", ""},
+  };
+  for (const Row& row : rows) checkWrite(row);
+}
+
+TEST(Write, AddsUpWhatEachMultiplexerCarries) {
+  const Row rows[] = {
+      {"", "mux1:mode=vbr", "mux1:bitrate=3461333"},
+      {"", "mux1:mode=VBR", ""},
+      {"", "mux1:component3/encoder=aenc3", "mux1:bitrate=4658526"},
+      {"enc:aenc30/aac/bitrate=1", "mux1:component3/encoder=aenc30", "mux1:bitrate=4466528"},
+      {"enc:aenc/bitrate=1", "mux1:component2/encoder=aenc", "mux1:bitrate=4210528"},
+      {"enc:xaenc/bitrate=1", "mux1:component2/encoder=xaenc", "mux1:bitrate=4210526"},
+      {"enc:xvenc/codec=h264 enc:xvenc/h264/bitrate=999", "mux1:component3/encoder=xvenc", ""},
+      {"", "mux1:component1/encoder=off", ""},
+      {"", "mux1:component3/encoder=venc2", "mux1:bitrate=8677052"},
+      {"mux1:component1/encoder=venc3 mux1:bitrate=1", "mux1:component3/encoder=venc1",
+       "mux1:bitrate=4466526"},
+      {"mux1:bitrate=1", "mux1:component3/encoder=venc3", ""},  // the last has no H.264
+      {"mux1:component1/encoder=off mux2:bitrate=1", "net:x=1", "mux2:bitrate=3493333"},
+      {"", "enc:aenc1/bitrate=0", "mux1:bitrate=4210526"},
+      {"mux1:component1/encoder=venc3 enc:venc3/codec=mjpeg mux1:bitrate=1", "enc:venc3/codec=h264",
+       "mux1:bitrate=256000"},
+      {"", "mux1:bitrate=1", ""},
+      {"mux1:bitrate=2", "mux1:bitrate=1", "mux1:bitrate=4466526"},
+  };
+  for (const Row& row : rows) checkWrite(row);
+}
+
+TEST(Write, LimitsTheSumAndWrapsIn32Bits) {
+  const struct {
+    const char *mode, *video, *audio, *total;
+  } rows[] = {
+      {"cbr", "189999", "0", "200000"},           {"cbr", "190001", "0", "200001"},
+      {"cbr", "47500000", "0", "50000000"},       {"cbr", "107374182", "0", "50000000"},
+      {"cbr", "107374183", "0", "200000"},       // wraps below zero
+      {"cbr", "214748365", "200000", "400000"},  // and all the way round
+      {"cbr", "-5", "1073741824", "50000000"},   // the sum wraps up again
+      {"vbr", "429496729", "0", "50000000"},      {"vbr", "429496730", "0", "200000"},
+      {"vbr", "6000000", "2147483647", "200000"}, {"cbr", "+4000000kbit", "x1", "4210526"},
+      {"vbr", "0300000", "0x10", "250000"},
+  };
+  for (const auto& [mode, video, audio, total] : rows) {
+    checkWrite(
+        {std::string("mux1:bitrate=1 mux1:mode=") + mode + " enc:venc1/h264/bitrate=" + video,
+         std::string("enc:aenc1/bitrate=") + audio, std::string("mux1:bitrate=") + total});
+  }
+}
+
+TEST(Write, RefusesWhatItCannotPut) {
+  const std::string outOfRange = "basic_string";
+  const std::pair<const char*, std::string> rows[] = {
+      {"write=/a%0Aput+/b&value=1", "Line break in parameter name"},
+      {"write=/a%0D&value=1", "Line break in parameter name"},
+      {"write=/a&value=%0D\"", "Line break and double quote in value"},
+      {"write=/a&value=\"x%0A", "Line break and double quote in value"},
+      {"write=/configuration/encoders/venc&value=1", outOfRange},
+      {"write=/configuration/outputs/rtsp/streams/stream&value=1", outOfRange},
+      {"write=/configuration/inputs/video/mode&value=single", outOfRange},
+  };
+  for (const auto& [fields, text] : rows) {
+    FakeDaemon daemon(answersFrom({}));
+    Response response = runProgram({query(fields)});
+    std::string thrown = std::get<0>(response);
+    thrown = thrown.substr(std::min(thrown.find(text), thrown.size()));  // the library adds to it
+    Strings& log = std::get<3>(response);
+    if (text == outOfRange) log.erase(log.begin());  // the setting
+    EXPECT_EQ(response, failed(thrown.substr(0, thrown.find('\n')))) << fields;
+    EXPECT_EQ(daemon.requests(), Strings{}) << fields;
+  }
+}
+
+static const std::string setting = "14 parent Setting parameter ";
+
+static Strings readsOfAnIpWrite() {
+  Strings reads = paths(
+      "net:subnet_mask net:broadcast_addr "
+      "in:video/in1/logo/imagefile in:video/in2/logo/imagefile in:audio/analog_in1/input "
+      "in:audio/analog_in1/micboost enc:aenc3/codec in:video/in1/deinterlacer/mode rtsp:venc "
+      "rtmp:venc out:recorder/stream out:recorder/enable "
+      "mux1:mode mux1:component1/encoder enc:venc1/codec enc:venc1/h264/bitrate "
+      "mux1:component2/encoder enc:aenc1/bitrate mux1:component3/encoder mux1:bitrate "
+      "mux2:mode mux2:component1/encoder enc:venc2/codec enc:venc2/h264/bitrate "
+      "mux2:component2/encoder enc:aenc2/bitrate mux2:component3/encoder "
+      "enc:aenc3/aac/bitrate mux2:bitrate "
+      "mux2:component1/encoder enc:venc1/codec enc:venc2/codec "
+      "enc:venc1/frame_ctrl/auto enc:venc1/text_overlay/copy_image "
+      "enc:venc2/frame_ctrl/auto enc:venc2/text_overlay/copy_image");
+  for (std::string& path : reads) path.insert(0, "ls ");
+  return reads;
+}
+
+TEST(Write, OutlivesADaemonThatGoesAwayAndAppliesWithoutTheWebServer) {
+  const std::string ip = "/configuration/network/ip_addr";
+  const std::string broadcast = "/configuration/network/broadcast_addr";
+  const Answers answers =
+      answersFrom(applianceTree(), {{"put", "ok"}, {"apply", "on"}, {"save", "saved"}});
+  Strings exchanges = readsOfAnIpWrite();
+  const std::size_t reads = exchanges.size();
+  exchanges.insert(exchanges.end(), {"put " + broadcast + " 10.0.0.255", "put " + ip + " 10.0.0.5",
+                                     "apply", "save"});
+  for (std::size_t answered = 0; answered <= exchanges.size(); ++answered) {
+    const bool anyIsPut = answered > reads;
+    const bool areAllPut = answered > reads + 1;
+    const bool isApplied = answered > reads + 2;
+    const bool isSaved = answered > reads + 3;
+    const std::string putReply = areAllPut ? "ok\r\nok\r\n" : anyIsPut ? "ok\r\n" : "";
+    // What a failed put has answered stays, as no later command gets an answer.
+    const std::string kept = areAllPut ? "" : putReply;
+    const std::string applyReply = isApplied ? "on\r\n" : kept;
+    const std::string saveReply = isSaved ? "saved\r\n" : kept;
+    Strings log{setting + ip + " to 10.0.0.5"};
+    if (answered > 1) log.push_back(setting + broadcast + " to 10.0.0.255");
+    if (areAllPut) log.push_back("14 parent Reply from \"put\": " + putReply);
+    if (!applyReply.empty()) log.push_back("14 child Reply from \"apply\": " + applyReply);
+    if (!saveReply.empty()) log.push_back("14 child Reply from \"save\": " + saveReply);
+    log.emplace_back("14 child Applied and saved the parameter settings");
+
+    std::promise<void> output;
+    std::size_t left = 1 + answered;  // with the greeting
+    FakeDaemon daemon([&](const std::string& line) {
+      if (line == "apply") output.get_future().wait();
+      return left-- > 0 ? answers(line) : "";
+    });
+    EXPECT_EQ(
+        runProgram({query("write=" + ip + "&value=10.0.0.5")}, "", {}, [&] { output.set_value(); }),
+        Response(areAllPut ? written(ip, "10.0.0.5", putReply) : serverError + putReply + "\n", 0,
+                 0, log))
+        << answered;
+    const auto end = exchanges.begin() + static_cast<int>(std::min(answered + 1, exchanges.size()));
+    EXPECT_EQ(daemon.requests(), Strings(exchanges.begin(), end)) << answered;
+  }
+}
+
+TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
+  const auto strace = [](const std::string& fault) {
+    return Strings{"strace", "-qqfo", "/dev/null", "-EASAN_OPTIONS=detect_leaks=0",
+                   "-einject=" + fault};
+  };
+  Strings nullDevice = strace("openat,open:error=EMFILE");
+  nullDevice.insert(nullDevice.end(), {"-P", "/dev/null"});
+  const std::string reply = written("/x", "1", "ok\r\n");
+  const std::string forkFailed = "12 ? Failed to fork child process, continuing in parent process";
+  const struct {
+    Strings before;
+    std::string output, warning;
+  } rows[] = {
+      {{"sh", "-c", R"("$0" "$@" <&- >&- 2>&-; true)"}, "", ""},
+      {strace("write:error=EPIPE:signal=SIGPIPE"), "", ""},
+      {strace("clone,fork,clone3:error=EAGAIN"), reply, forkFailed},
+      {nullDevice, reply, ""},
+  };
+  for (const auto& [before, output, warning] : rows) {
+    if (before[0] == "strace" && *TEST_EMULATOR != '\0') continue;
+    FakeDaemon daemon(answersFrom(applianceTree(), {{"put", "ok"}}));
+    const auto [written, exitStatus, childExitStatus, log] =
+        runProgram({query("write=/x&value=1")}, "", before);
+    EXPECT_EQ(written, output) << before.back();
+    EXPECT_EQ(exitStatus, 0) << before.back();
+    EXPECT_EQ(log.size(), warning.empty() ? 3U : 4U) << before.back();
+    EXPECT_TRUE(warning.empty() || log[2] == warning);
+    EXPECT_EQ(daemon.requests().back(), "save") << before.back();
+  }
+}
