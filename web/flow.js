@@ -1,216 +1,194 @@
-// The picture of the signal flow. Its blocks and routes are found by the names of the parameters
-// that were read, so an appliance with more or fewer of them draws itself.
+// The picture of the signal flow. Its blocks and routes are found by the names of the parameters,
+// so that an appliance with more or fewer of them draws itself.
 
 export const root = '/configuration/';
+export const modeName = `${root}inputs/video/mode`;
 
-/// One row for each family of blocks: the folder below the root, the column, the block's id, its
-/// title and its details. In id and title, $1 and $2 stand for what the folder's pattern holds;
-/// a detail is a parameter of the folder.
-const families = [
-  [/^inputs\/video\/(in\d+)/, 0, '$1', '$1', ['interface', 'format']],
-  [/^inputs\/audio\/([a-z]+)_in(\d+)/, 0, '$1_in$2', '$1 $2', ['pair', 'input', 'gain']],
-  [/^encoders\/(venc\d+)/, 1, '$1', '$1', ['codec', 'resolution', 'h264/bitrate']],
-  [/^encoders\/(aenc\d+)/, 1, '$1', '$1', ['codec', 'bitrate', 'aac/bitrate']],
-  [/^outputs\/rtsp\/streams\/stream(\d+)/, 2, 'rtsp$1', 'RTSP $1', ['name']],
-  [/^outputs\/rtmp\/streams\/stream(\d+)/, 2, 'rtmp$1', 'RTMP $1', ['url']],
-  [/^outputs\/ts\/muxer\/mux(\d+)/, 2, 'mux$1', 'TS mux$1', ['mode', 'bitrate']],
-  [/^outputs\/ts\/udp\/dest(\d+)/, 3, 'udp$1', 'UDP $1', ['address', 'port']],
-  [/^outputs\/(recorder)/, 3, '$1', 'Recorder', ['format', 'path']],
+/// The families of blocks: the folder below the root, the column, and the block's id, title and
+/// details. $1 and $2 stand for what the folder's pattern holds, {name} for one of its parameters.
+const blockFamilies = [
+  [/^inputs\/video\/(in\d+)/, 0, '$1', '$1', '$1 {interface} {format}'],
+  [/^inputs\/audio\/([a-z]+)_in(\d+)/, 0, '$1_in$2', '$1 $2', 'pair {pair} {input} gain {gain}'],
+  [/^encoders\/(venc\d+)/, 1, '$1', '$1', '{codec} {resolution} {h264/bitrate}'],
+  [/^encoders\/(aenc\d+)/, 1, '$1', '$1', '{codec} {bitrate} {aac/bitrate}'],
+  [/^outputs\/rtsp\/streams\/stream(\d+)/, 2, 'rtsp$1', 'RTSP $1', '{name}'],
+  [/^outputs\/rtmp\/streams\/stream(\d+)/, 2, 'rtmp$1', 'RTMP $1', '{url}'],
+  [/^outputs\/ts\/muxer\/(mux\d+)/, 2, '$1', 'TS $1', '{mode} {bitrate}'],
+  [/^outputs\/ts\/udp\/dest(\d+)/, 3, 'udp$1', 'UDP $1', '{address}:{port}'],
+  [/^outputs\/(recorder)/, 3, '$1', 'Recorder', '{format} {path}'],
 ];
 
-/// One row for each family of parameters that make a route: the parameter, the block that it leads
-/// to, and what its value lacks of the id of the block that it comes from.
+/// The families of parameters that make a route: the parameter, the block at the route's end, the
+/// ids of the blocks where it can begin, and what of such an id the value lacks.
 const routeFamilies = [
-  [/^encoders\/([va]enc\d+)\/input$/, '$1', ''],
-  [/^outputs\/(rt[sm]p)\/streams\/stream(\d+)\/([va]enc)$/, '$1$2', '$3'],
-  [/^outputs\/ts\/muxer\/(mux\d+)\/component\d+\/encoder$/, '$1', ''],
-  [/^outputs\/ts\/udp\/dest(\d+)\/mux$/, 'udp$1', 'mux'],
-  [/^outputs\/(recorder)\/stream$/, '$1', 'mux'],
+  [/^encoders\/(venc\d+)\/input$/, '$1', '^in', ''],
+  [/^encoders\/(aenc\d+)\/input$/, '$1', '_in', ''],
+  [/^outputs\/(rt[sm]p)\/streams\/stream(\d+)\/([va]enc)$/, '$1$2', '^$3', '$3'],
+  [/^outputs\/ts\/muxer\/(mux\d+)\/component\d+\/encoder$/, '$1', 'enc', ''],
+  [/^outputs\/ts\/udp\/dest(\d+)\/mux$/, 'udp$1', '^mux', 'mux'],
+  [/^outputs\/(recorder)\/stream$/, '$1', '^mux', 'mux'],
 ];
 
 const fill = (pattern, match) => pattern.replace(/\$(\d)/g, (_, digit) => match[digit]);
 
-const inWords = (parameter, value) => {
-  if (!parameter.endsWith('bitrate') || !/^\d+$/.test(value)) return value;
+function inWords(name, value) {
+  if (!name.endsWith('bitrate') || !/^\d{4,}$/.test(value)) return value;
   return value < 1e6 ? `${value / 1e3} kbit/s` : `${Math.round(value / 1e4) / 100} Mbit/s`;
-};
+}
 
 function findBlocks(values) {
   const blocks = new Map();
   for (const name of values.keys()) {
-    for (const [pattern, column, id, title, details] of families) {
-      const match = pattern.exec(name.slice(root.length));
-      if (!match || !name.startsWith(root) || blocks.has(fill(id, match))) continue;
+    for (const [pattern, column, ...texts] of blockFamilies) {
+      const match = name.startsWith(root) && pattern.exec(name.slice(root.length));
+      if (!match) continue;
+      const [id, title, details] = texts.map((text) => fill(text, match));
+      if (blocks.has(id)) break;
       const folder = `${root}${match[0]}/`;
-      const get = (parameter) => values.get(folder + parameter);
-      const disabled = (path) => values.get(`${path}enable`) === 'no';
-      blocks.set(fill(id, match), {
+      const isOff = (path) => values.get(`${path}enable`) === 'no';
+      blocks.set(id, {
+        id,
         column,
         folder,
-        id: fill(id, match),
-        title: get('label') || fill(title, match),
-        details: details.filter((parameter) => get(parameter))
-          .map((parameter) => inWords(parameter, get(parameter))),
-        off: disabled(folder) || disabled(folder.replace(/streams\/.*/, '')),
-        kind: column > 1 ? undefined : /^(in|venc)\d/.test(fill(id, match)) ? 'video' : 'audio',
+        title: values.get(`${folder}label`) || title,
+        details: details.replace(/(\w* ?){([^}]+)}/g, (_, word, parameter) => {
+          const value = values.get(folder + parameter);
+          return value ? word + inWords(parameter, value) : '';
+        }),
+        off: isOff(folder) || isOff(folder.replace(/streams\/.*/, '')),
+        used: column > 1, // until something is found that takes it
+        kind: column > 1 ? 'both' : /^(in|venc)\d/.test(id) ? 'video' : 'audio',
         sources: [],
-        used: column > 1,
       });
     }
   }
   return blocks;
 }
 
-/// The ids of the blocks that a parameter joins with its value, or nothing.
-function ends(name, value) {
-  for (const [pattern, to, prefix] of routeFamilies) {
+/// What a parameter makes of a route, or nothing.
+function findRoute(name) {
+  for (const [pattern, ...texts] of routeFamilies) {
     const match = pattern.exec(name.slice(root.length));
-    if (match) return { to: fill(to, match), from: fill(prefix, match) + value };
+    if (match) return texts.map((text) => fill(text, match));
   }
   return undefined;
 }
 
-/// The values that may be chosen for a parameter, or nothing if any text may.
+/// The values to choose from for a parameter, or nothing if it takes any text.
 export function choices(name, values) {
-  const short = name.slice(root.length);
-  const ids = [...findBlocks(values).keys()];
-  const numbered = (prefix, cut = 0) => ids.filter((id) => RegExp(`^(${prefix})\\d+$`).test(id))
-    .map((id) => id.slice(cut));
-  if (short === 'inputs/video/mode') {
-    const inputs = numbered('in', 2);
+  const ids = (pattern, cut) => [...findBlocks(values).keys()]
+    .filter((id) => RegExp(pattern).test(id)).map((id) => id.slice(cut));
+  if (name === modeName) {
+    const inputs = ids('^in', 2);
     return [...inputs.map((number) => `single_${number}`), ...inputs.length > 1 ? ['dual'] : []];
   }
-  if (/^encoders\/venc\d+\/input$/.test(short)) return numbered('in');
-  if (/^encoders\/aenc\d+\/input$/.test(short)) return numbered('[a-z]+_in');
-  if (/^encoders\/venc\d+\/codec$/.test(short)) return ['h264', 'mjpeg'];
-  if (/^outputs\/ts\/muxer\/mux\d+\/mode$/.test(short)) return ['cbr', 'vbr'];
-  if (/\/component\d+\/encoder$/.test(short)) return [...numbered('[va]enc'), 'off'];
-  if (/\/stream\d+\/venc$/.test(short)) return numbered('venc', 4);
-  if (/\/stream\d+\/aenc$/.test(short)) return [...numbered('aenc', 4), 'off'];
-  if (ends(name, '')) return numbered('mux', 3);
+  const [, from, prefix] = findRoute(name) ?? [];
+  if (from) return [...ids(from, prefix.length), .../(aenc|encoder)$/.test(name) ? ['off'] : []];
+  if (/venc\d+\/codec$/.test(name)) return ['h264', 'mjpeg'];
+  if (/mux\d+\/mode$/.test(name)) return ['cbr', 'vbr'];
   return /^(yes|no)$/.test(values.get(name)) ? ['yes', 'no'] : undefined;
 }
 
-/// The blocks, each with what it takes, and the routes. A changed parameter has a second route, the
-/// one before, from where it came until then.
+/// The blocks and the routes between them. A changed parameter has a second route, from where the
+/// first one came before.
 function findFlow(values, changed) {
   const blocks = findBlocks(values);
   const routes = [];
-  for (const [name, value] of values) {
-    const { from, to } = ends(name, value) ?? {};
-    if (!blocks.has(to)) continue;
-    if (blocks.has(from)) routes.push({ key: name, name, from, to, changed: changed.has(name) });
-    const before = changed.has(name) && ends(name, changed.get(name)).from;
-    if (blocks.has(before)) routes.push({ key: `before ${name}`, from: before, to, before: true });
-  }
-  // From right to left, since a block is used if one that is used takes something from it.
-  routes.sort((a, b) => blocks.get(b.to).column - blocks.get(a.to).column);
-  for (const route of routes) {
-    const [from, to] = [blocks.get(route.from), blocks.get(route.to)];
-    route.kind = from.column < 2 ? from.kind : 'both';
-    if (route.before) continue;
-    route.off = from.off || to.off || !to.used;
-    if (!route.off) {
-      from.used = true;
-      from.feeds = true;
+  for (const name of values.keys()) {
+    const [id, , prefix] = findRoute(name) ?? [];
+    const to = blocks.get(id);
+    if (!to) continue;
+    for (const before of [false, true]) {
+      const from = blocks.get(prefix + (before ? changed : values).get(name));
+      if (from) routes.push({ name, from, to, before });
     }
-    to.sources.push(from);
-    to.kind = to.kind && to.kind !== route.kind ? 'both' : route.kind;
+  }
+  // From right to left: a block is used if one that is on and used takes something from it.
+  routes.sort((a, b) => b.to.column - a.to.column);
+  for (const route of routes.filter(({ before }) => !before)) {
+    const { from, to } = route;
+    route.off = from.off || to.off || !to.used;
+    if (!route.off) from.used = from.feeds = true;
+    to.sources.push(from.title);
   }
   return { blocks, routes };
 }
 
 function set(element, name, value) {
-  if (value === undefined || value === false) {
-    element.removeAttribute(name);
-  } else if (element.getAttribute(name) !== String(value)) {
-    element.setAttribute(name, value);
-  }
+  if (element.getAttribute(name) !== value) element.setAttribute(name, value);
 }
 
 export function setText(element, text) {
   if (element.textContent !== text) element.textContent = text;
 }
 
-/// Keeps the elements of those keys that are still there, and makes and removes the others.
-function keep(elements, keys, make) {
-  for (const [key, element] of elements) {
-    if (keys.has(key)) continue;
-    element.remove();
-    elements.delete(key);
-  }
-  for (const key of keys) if (!elements.has(key)) elements.set(key, make(key));
-}
-
 export class FlowPicture {
-  #columns;
+  #columns = [0, 1, 2, 3].map(() => document.createElement('ul'));
   #svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
-  #blocks = new Map();
-  #paths = new Map();
+  #elements = new Map(); // of blocks by id, of routes by name
   #routes = [];
 
   constructor(element) {
-    this.#columns = [0, 1, 2, 3].map(() => document.createElement('ul'));
     this.#svg.setAttribute('aria-hidden', 'true');
     element.append(this.#svg, ...this.#columns);
-    new ResizeObserver(() => this.#place()).observe(element);
+    new ResizeObserver(() => this.#lay()).observe(element);
   }
 
   /// Draws what the values say and marks what belongs to `changed`, a Map of former values.
   draw(values, changed) {
     const { blocks, routes } = findFlow(values, changed);
-    this.#routes = routes;
-    keep(this.#blocks, new Set(blocks.keys()), (id) => {
-      const element = document.createElement('li');
-      element.append(...['b', 'span', 'i'].map((tag) => document.createElement(tag)));
-      this.#columns[blocks.get(id).column].append(element);
-      return element;
-    });
-    for (const [id, block] of blocks) {
-      const element = this.#blocks.get(id);
-      const marked = [...changed.keys()].some((name) => name.startsWith(block.folder));
-      const off = block.off || !block.used;
-      set(element, 'class', [block.kind, off && 'off', marked && 'changed'].filter(Boolean).join(' '));
-      setText(element.children[0], block.title);
-      const remark = block.off ? ['off'] : !block.used ? ['not used']
-        : block.id.startsWith('mux') && !block.feeds ? ['no output'] : [];
-      const named = block.title === id || block.column ? [] : [id];
-      setText(element.children[1], [...remark, ...named, ...block.details].join(' '));
-      const sources = block.sources.map(({ title }) => title).join(', ');
-      setText(element.children[2], sources && ` takes ${sources}`);
+    const old = new Set(this.#elements.keys());
+    const element = (key, make) => {
+      if (!old.delete(key)) this.#elements.set(key, make());
+      return this.#elements.get(key);
+    };
+    for (const block of blocks.values()) {
+      const { id, column, folder, title, details, kind, off, used, feeds, sources } = block;
+      const item = block.element = element(id, () => {
+        const li = document.createElement('li');
+        li.append(...['b', 'span', 'i'].map((tag) => document.createElement(tag)));
+        return this.#columns[column].appendChild(li);
+      });
+      const marked = [...changed.keys()].some((name) => name.startsWith(folder));
+      set(item, 'class', `${kind}${off || !used ? ' off' : ''}${marked ? ' changed' : ''}`);
+      const state = off ? 'off · ' : !used ? 'not used · '
+        : id.startsWith('mux') && !feeds ? 'no output · ' : '';
+      setText(item.children[0], title);
+      setText(item.children[1], state + details);
+      setText(item.children[2], sources.length ? `takes ${sources.join(', ')}` : '');
     }
-    keep(this.#paths, new Set(routes.map(({ key }) => key)), () =>
-      this.#svg.appendChild(document.createElementNS(this.#svg.namespaceURI, 'path')));
     for (const route of routes) {
-      const path = this.#paths.get(route.key);
-      const classes = [route.kind, route.off && 'off', route.before && 'before'];
-      set(path, 'class', classes.filter(Boolean).join(' '));
-      set(path, 'data-route', route.name);
-      set(path, 'data-from', route.name && route.from);
-      set(path, 'data-changed', route.changed && '');
+      const { name, from, off, before } = route;
+      const path = route.element = element(`${before} ${name}`, () =>
+        this.#svg.appendChild(document.createElementNS(this.#svg.namespaceURI, 'path')));
+      set(path, 'class', before ? 'before' : `${from.kind}${off ? ' off' : ''}`);
+      if (before) continue;
+      set(path, 'data-route', name);
+      set(path, 'data-from', from.id);
+      path.toggleAttribute('data-changed', changed.has(name));
     }
-    this.#place();
+    for (const key of old) {
+      this.#elements.get(key).remove();
+      this.#elements.delete(key);
+    }
+    this.#routes = routes;
+    this.#lay();
   }
 
-  /// Lays the routes between the blocks as they stand now.
-  #place() {
-    const top = (id) => this.#blocks.get(id).offsetTop;
-    const order = [...this.#routes].sort((a, b) => top(a.from) - top(b.from));
-    for (const route of this.#routes) {
-      const [from, to] = [this.#blocks.get(route.from), this.#blocks.get(route.to)];
-      const ports = order.filter((other) => other.to === route.to);
+  /// Lays the routes between the blocks where these stand now.
+  #lay() {
+    const sorted = [...this.#routes].sort((a, b) =>
+      a.from.element.offsetTop - b.from.element.offsetTop);
+    for (const route of sorted) {
+      const [from, to] = [route.from.element, route.to.element];
+      const ports = sorted.filter((other) => other.to === route.to);
       const x1 = from.offsetLeft + from.offsetWidth;
       const y1 = from.offsetTop + from.offsetHeight / 2;
       const y2 = to.offsetTop + to.offsetHeight * (ports.indexOf(route) + 1) / (ports.length + 1);
-      let x2 = to.offsetLeft;
-      let bend = (x1 + x2) / 2;
-      let back = bend;
-      if (x2 < x1) { // below one another
-        x2 += to.offsetWidth;
-        bend = x1 + 14;
-        back = x2 + 14;
-      }
-      set(this.#paths.get(route.key), 'd', `M${x1} ${y1}C${bend} ${y1} ${back} ${y2} ${x2} ${y2}`);
+      const below = to.offsetLeft < x1; // then around, on the right
+      const x2 = to.offsetLeft + (below ? to.offsetWidth : 0);
+      const bend = below ? x1 + 14 : (x1 + x2) / 2;
+      set(route.element, 'd', `M${x1} ${y1}C${bend} ${y1} ${bend} ${y2} ${x2} ${y2}`);
     }
   }
 }

@@ -1,198 +1,147 @@
-// The page: reads all parameters every few seconds and shows them as a picture and as a table,
-// writes what somebody changes, and tells what the write has changed beside that.
+// The page: reads all parameters every few seconds, shows them as a picture and as a table, writes
+// what somebody changes, and tells what the write has changed beside that.
 
 import { Appliance, ApplianceError } from './appliance.js';
-import { FlowPicture, choices, root, setText } from './flow.js';
+import { FlowPicture, choices, modeName, root, setText } from './flow.js';
 
 const period = 3000; // milliseconds from an answer to the next read
 const patience = 2000; // until the page says that it waits
 
-const modeName = `${root}inputs/video/mode`;
-const short = (name) => (name.startsWith(root) ? name.slice(root.length) : name);
-const shown = (value) => (value === '' ? '(empty)' : value);
-const trim = (value) => value.replace(/^[ \t-\r]+|[ \t-\r]+$/g, ''); // as the program does
 const part = (id) => document.getElementById(id);
+const short = (name) => name.replace(root, '');
+const shown = (value) => value || '(empty)';
+const trim = (value) => value.replace(/^[ \t-\r]+|[ \t-\r]+$/g, ''); // as the program does
 
-function make(tag, attributes = {}, ...content) {
+function make(tag, attributes, ...content) {
   const element = document.createElement(tag);
   for (const [name, value] of Object.entries(attributes)) element.setAttribute(name, value);
   element.append(...content);
   return element;
 }
 
-function button(text, act, attributes = {}) {
-  const element = make('button', { type: 'button', ...attributes }, text);
-  element.addEventListener('click', act);
-  return element;
-}
-
-let names; // those that the page asks for
+let appliance, picture, timer;
+let names; // what the page asks for
 let values = new Map(); // what was read last
 let readAt = '';
 let changed = new Map(); // the former values of what the last write has changed
-let unsettled; // a write of which nobody has read yet what it did
-let trouble; // its kind
+let unsettled; // a write of which it is not yet read what it did
+let trouble; // the kind of the last read's failure
 const rows = new Map();
 
 // ---- The table
 
-/// One parameter: its field, and below it what there is to say. What somebody types stays in the
-/// field until it is written or taken back.
+/// One parameter. What somebody types stays in the field until it is written or taken back.
 class Row {
   #field;
-  #lastKey; // since the list was last pressed
-  #settled; // what the field showed before somebody typed
-  #note = make('p', { class: 'note' });
-  #buttons = make('p', { class: 'buttons' },
-    button('Write', () => this.#write()), button('Take back', () => this.#takeBack()));
+  #note;
+  #lastKey = 'Enter';
+  #stored; // what the field was filled with
+  #settled; // what it then showed, without line ends that it cannot hold
+  #writing = false;
+  #complaint = '';
 
-  constructor(name, folder) {
+  constructor(name, label) {
     this.name = name;
-    this.label = short(name).slice(folder && folder.length + 1);
-    this.stored = values.get(name);
-    this.complaint = '';
-    const id = `field-${name}`;
-    this.#note.id = `note-${name}`;
+    this.#note = make('p', { class: 'note', id: `note:${name}` });
+    this.#field = make('input', {});
+    const pieces = label.split(/(?<=\/)/).flatMap((piece) => [piece, make('wbr', {})]);
     this.element = make('div', { 'class': 'row', 'data-name': name },
-      make('label', { for: id }, this.label), this.#note, this.#buttons);
-    this.#makeField();
-    this.show();
+      make('label', { for: name }, ...pieces), this.#field, this.#note);
+    this.#fill();
   }
 
   get typed() { return this.#field.value !== this.#settled; }
 
-  focus() {
-    this.#field.focus();
-    this.element.scrollIntoView({ block: 'center' });
-  }
-
-  #makeField() {
-    const list = choices(this.name, values);
-    const lines = /[\r\n]/.test(this.stored) || this.name.endsWith('/text');
-    const tag = list ? 'select' : lines ? 'textarea' : 'input';
-    const old = this.#field;
-    if (old?.localName === tag) return;
-    this.#field = make(tag, {
-      'id': `field-${this.name}`,
-      'aria-label': short(this.name),
-      'aria-describedby': this.#note.id,
-      'autocomplete': 'off',
-      'spellcheck': 'false',
+  #makeField(tag, list) {
+    const field = make(tag, { 'id': this.name, 'aria-label': short(this.name),
+      'aria-describedby': this.#note.id, 'autocomplete': 'off', 'spellcheck': 'false' },
+    ...list.map((choice) => make('option', {}, choice)));
+    field.placeholder = 'empty';
+    field.addEventListener('input', () => this.show());
+    field.addEventListener('keydown', (event) => this.#press(event));
+    // Enter chooses from an open list, as the mouse does. An arrow key changes a closed one.
+    field.addEventListener('mousedown', () => { this.#lastKey = 'Enter'; });
+    field.addEventListener('change', () => {
+      if (tag === 'select' && this.#lastKey === 'Enter') this.#write();
     });
-    for (const choice of list ?? []) this.#field.append(make('option', {}, choice));
-    if (list) {
-      this.#field.addEventListener('mousedown', () => { this.#lastKey = undefined; });
-      // With an open list, Enter is a choice. With a closed one each arrow key changes the value.
-      this.#field.addEventListener('change', () =>
-        [undefined, 'Enter'].includes(this.#lastKey) && this.#write());
-    } else {
-      this.#field.setAttribute('placeholder', 'empty');
-    }
-    this.#field.addEventListener('input', () => this.show());
-    this.#field.addEventListener('keydown', (event) => this.#pressed(event));
-    const focused = old && document.activeElement === old;
-    if (old) old.replaceWith(this.#field);
-    else this.element.children[0].after(this.#field);
-    if (focused) this.#field.focus();
-    this.#fill();
+    const focused = document.activeElement === this.#field;
+    this.#field.replaceWith(field);
+    this.#field = field;
+    if (focused) field.focus();
   }
 
   #fill() {
-    const field = this.#field;
-    if (field.localName === 'select' && ![...field.options].some(({ text, value }) =>
-      this.stored === value || this.stored === text)) {
-      field.append(make('option', { value: this.stored }, this.stored));
+    this.#stored = values.get(this.name);
+    const list = choices(this.name, values);
+    const hasLines = /[\r\n]/.test(this.#stored) || this.name.endsWith('/text');
+    const tag = list ? 'select' : hasLines ? 'textarea' : 'input';
+    if (!this.#field.id || this.#field.localName !== tag) this.#makeField(tag, list ?? []);
+    this.#field.value = this.#stored;
+    if (list && this.#field.value !== this.#stored) {
+      this.#field.append(make('option', { value: this.#stored, selected: '' }, this.#stored));
     }
-    if (field.localName === 'textarea') field.rows = Math.min(this.stored.split('\n').length, 8);
-    field.value = this.stored;
-    this.#settled = field.value;
+    this.#settled = this.#field.value;
+    if (hasLines) this.#field.rows = this.#settled.split('\n').length;
   }
 
-  #pressed(event) {
+  #press(event) {
     this.#lastKey = event.key;
-    if (event.isComposing) return;
     if (event.key === 'Escape' && this.typed) {
       event.preventDefault();
-      this.#takeBack();
-    } else if (event.key === 'Enter' && !event.shiftKey) {
+      this.#complaint = '';
+      this.#fill();
+      this.show();
+    } else if (event.key === 'Enter' && !event.shiftKey && !event.isComposing) {
       if (this.#field.localName !== 'select') {
         event.preventDefault();
         this.#write();
       } else if (this.typed) {
-        setTimeout(() => this.#write()); // after the choice that Enter may be
+        setTimeout(() => this.#write()); // what Enter chose, if the list was open
       }
     }
   }
 
-  #takeBack() {
-    this.complaint = '';
-    this.#fill();
-    this.#makeField();
-    this.#field.focus();
-    this.show();
+  #write() {
+    if (this.#writing) return;
+    this.#writing = true;
+    write(this.name, this.#field.value);
   }
 
-  async #write() {
-    if (this.writing) return;
-    this.writing = true;
-    this.complaint = '';
-    this.#field.focus(); // also if a button was pressed, which goes now
+  /// Ends the write of `value`; with a complaint, what was typed stays.
+  finish(value, complaint) {
+    this.#writing = false;
+    this.#complaint = complaint;
+    if (!complaint && this.#field.value === value) this.#fill();
     this.show();
-    const text = this.#field.value;
-    const outcome = await write(this.name, text);
-    this.writing = false;
-    this.complaint = outcome === 'done' ? '' : outcome;
-    if (outcome === 'done' && this.#field.value === text) this.#takeStored();
-    this.show();
-  }
-
-  #takeStored() {
-    this.#fill();
-    this.#makeField();
   }
 
   /// Shows what was read, unless somebody types here.
   show() {
     const stored = values.get(this.name);
-    const news = stored !== this.stored;
-    this.stored = stored;
-    if (news && (!this.typed || this.#field.value === stored)) this.#takeStored();
-    const notes = [];
-    if (this.writing) notes.push('being written');
-    if (this.complaint) notes.push(this.complaint);
-    if (this.typed && this.#settled !== stored) notes.push(`stored now: ${shown(stored)}`);
-    if (changed.has(this.name)) notes.push(`was ${shown(changed.get(this.name) ?? '')}`);
-    setText(this.#note, notes.join(' · '));
-    this.element.toggleAttribute('data-changed', changed.has(this.name));
+    if (this.#stored !== stored && (!this.typed || this.#field.value === stored)) this.#fill();
+    const isChanged = changed.has(this.name);
+    setText(this.#note, [this.#complaint, this.#stored !== stored && `stored: ${shown(stored)}`,
+      isChanged && `was ${shown(changed.get(this.name))}`].filter(Boolean).join(' · '));
+    this.element.toggleAttribute('data-changed', isChanged);
     this.element.classList.toggle('typed', this.typed);
-    this.#field.toggleAttribute('aria-invalid', this.complaint !== '');
-    this.#buttons.hidden = !this.typed || this.writing;
+    this.#field.ariaInvalid = String(this.#complaint !== '');
   }
 }
 
-/// The folder under which a parameter stands: that of a numbered thing, such as encoders/venc1,
-/// otherwise the first two. One with fewer than three parameters goes into the folder above.
+/// The folder of a parameter: that of a numbered thing, such as encoders/venc1, or the first two.
 function folderOf(name) {
-  const folders = short(name).split('/').slice(0, -1);
-  const numbered = folders.findIndex((folder) => /\d$/.test(folder));
-  return folders.slice(0, numbered < 0 ? 2 : numbered + 1);
+  return /^(.*?\d|[^/]+(\/[^/]+)?)(?=\/)/.exec(short(name))?.[0] ?? '';
 }
 
+/// Makes the rows of new names. A folder of fewer than three goes into the one above.
 function makeTable() {
-  const sizes = new Map();
-  for (const name of values.keys()) {
-    const folder = folderOf(name).join('/');
-    sizes.set(folder, (sizes.get(folder) ?? 0) + 1);
-  }
+  const folders = [...values.keys()].map(folderOf);
   const groups = new Map();
   for (const name of values.keys()) {
     let folder = folderOf(name);
-    if (sizes.get(folder.join('/')) < 3 && folder.length > 1) folder = folder.slice(0, -1);
-    folder = folder.join('/');
-    if (!groups.has(folder)) {
-      groups.set(folder, make('section', { 'class': 'group' }, make('h3', {}, folder)));
-    }
-    rows.set(name, new Row(name, folder));
+    if (folders.filter((other) => other === folder).length < 3) folder = folder.replace(/\/[^/]*$/, '');
+    if (!groups.has(folder)) groups.set(folder, make('section', {}, make('h3', {}, folder)));
+    if (!rows.has(name)) rows.set(name, new Row(name, short(name).slice(folder.length + 1)));
     groups.get(folder).append(rows.get(name).element);
   }
   part('table').replaceChildren(...groups.values());
@@ -202,234 +151,191 @@ function filter() {
   const wanted = part('filter').value.toLowerCase();
   const only = part('only-changed').checked;
   let count = 0;
-  for (const { name, stored, typed, element } of rows.values()) {
-    const fits = (name.toLowerCase().includes(wanted) || stored.toLowerCase().includes(wanted))
-      && (!only || changed.has(name));
+  for (const { name, typed, element } of rows.values()) {
+    const fits = `${name}\n${values.get(name)}`.toLowerCase().includes(wanted) && (!only || changed.has(name));
     element.hidden = !fits && !typed && !element.contains(document.activeElement);
-    count += element.hidden ? 0 : 1;
+    count += !element.hidden;
   }
   for (const group of part('table').children) {
-    group.hidden = ![...group.children].some((row) => row.dataset.name && !row.hidden);
+    group.hidden = !group.querySelector('.row:not([hidden])');
   }
   setText(part('count'), `${count} of ${rows.size}`);
 }
 
 // ---- What there is to say
 
-/// Tells how the last read went; `state` is `good`, `waiting` or `trouble`.
+/// Tells how reading goes: `good`, `waiting` or `trouble`.
 function tell(state, text = '') {
   document.body.dataset.state = state;
-  const old = readAt ? ` What you see was read at ${readAt}.` : '';
-  setText(part('waiting'), state === 'waiting' ? text + old : '');
-  setText(part('trouble'), state === 'trouble' ? text + old : '');
-  part('flow').dataset.old = state === 'trouble' ? `out of date${readAt && `: read at ${readAt}`}` : '';
+  const old = readAt && ` What you see was read at ${readAt}.`;
+  for (const id of ['waiting', 'trouble']) setText(part(id), id === state ? text + old : '');
+  part('old').hidden = state !== 'trouble';
 }
 
-/// Shows the outcome of a write; `wrong` is what went wrong, `items` lists changed parameters.
-function report(text, wrong = '', items = []) {
-  part('complaint').replaceChildren(wrong);
+/// Tells the outcome of a write: what went wrong, what is stored, and what has changed.
+function report(wrong, text = '', items = []) {
+  part('wrong').replaceChildren(wrong);
   part('told').replaceChildren(text);
   if (items.length) {
     part('told').append(make('ul', {}, ...items.map((name) => make('li', {},
-      link(name), ` ${shown(changed.get(name) ?? '')} → `, make('b', {}, shown(values.get(name)))))));
+      make('a', { href: `#${name}` }, short(name)), ` ${shown(changed.get(name))} → `, make('b', {}, shown(values.get(name)))))));
   }
-  part('result').dataset.wrong = wrong && 'yes';
-  part('clear').hidden = !text && !wrong;
+  part('clear').hidden = !wrong && !text;
 }
 
-function link(name) {
-  const element = make('a', { href: '#table' }, short(name));
-  element.addEventListener('click', (event) => {
-    event.preventDefault();
-    rows.get(name).element.hidden = false;
-    rows.get(name).element.parentElement.hidden = false;
-    rows.get(name).focus();
-  });
-  return element;
+function showModes() {
+  const modes = values.has(modeName) ? choices(modeName, values) : [];
+  if (part('modes').children.length !== modes.length) {
+    part('modes').replaceChildren(...modes.map((mode) => make('button', { 'data-mode': mode },
+      mode === 'dual' ? 'both inputs' : mode.replace('single_', 'input '))));
+  }
+  for (const button of part('modes').children) {
+    button.ariaPressed = String(button.dataset.mode === values.get(modeName));
+  }
 }
-
-function clearMarks() {
-  changed = new Map();
-  report('');
-}
-
-// ---- Reading
-
-let picture;
 
 function show() {
-  if ([...values.keys()].join() !== [...rows.keys()].join()) {
-    rows.clear();
+  if (rows.size !== values.size) {
+    const focused = document.activeElement;
     makeTable();
+    focused.focus();
   }
   for (const row of rows.values()) row.show();
-  const get = (name) => values.get(`${root}system/${name}`);
-  const title = get('name') || 'Encoder';
-  const about = ['model', 'serial_number', 'firmware_version', 'location'];
-  setText(part('title'), title);
-  setText(part('about'), about.map(get).filter(Boolean).join(' · '));
-  if (document.title !== title) document.title = title;
-  picture ??= new FlowPicture(part('flow'));
+  const [title, ...about] = ['name', 'model', 'serial_number', 'firmware_version', 'location']
+    .map((name) => values.get(`${root}system/${name}`));
+  document.title = title || 'Encoder';
+  setText(part('title'), document.title);
+  setText(part('about'), about.filter(Boolean).join(' · '));
   picture.draw(values, changed);
   showModes();
   filter();
 }
 
-function showModes() {
-  const modes = part('modes');
-  const list = values.has(modeName) ? choices(modeName, values) : [];
-  if (modes.children.length !== list.length) {
-    modes.replaceChildren(...list.map((mode) => button(
-      mode === 'dual' ? 'both inputs' : mode.replace('single_', 'input '),
-      () => write(modeName, mode), { 'data-mode': mode })));
-  }
-  for (const element of modes.children) {
-    element.setAttribute('aria-pressed', element.dataset.mode === values.get(modeName));
-  }
+function clear() {
+  changed = new Map();
+  report('');
+  show();
 }
 
-/// The names of the parameters, one a line.
+// ---- Reading and writing
+
+/// The names, one a line: the program cannot list them.
 async function fetchNames() {
-  const response = await fetch(new URL('names.txt', location.origin + location.pathname),
-    { cache: 'no-cache' }).catch(() => {});
+  const url = new URL('names.txt', location.origin + location.pathname);
+  const response = await fetch(url, { cache: 'no-cache' }).catch(() => {});
   const text = response?.ok && await response.text().catch(() => {});
-  if (!text) throw new ApplianceError('silent', 'The list of names, names.txt, cannot be had');
+  if (!text) throw new ApplianceError('silent', 'The web server does not give names.txt');
   return text.split(/\r?\n/).filter(Boolean);
 }
 
-/// Says that the page waits if the answer takes long.
-async function patiently(answer) {
-  const timer = setTimeout(() => {
-    if (trouble !== 'silent') tell('waiting', 'Waiting for an answer of the appliance.');
+/// Says that the page waits, if it does for long.
+function patiently(answer) {
+  const late = setTimeout(() => {
+    if (trouble !== 'silent') tell('waiting', 'Waiting for the appliance to answer.');
   }, patience);
-  try {
-    return await answer;
-  } finally {
-    clearTimeout(timer);
-  }
+  return answer.finally(() => clearTimeout(late));
 }
 
-/// Reads and shows everything; an empty text, or what went wrong.
+/// Reads and shows everything. Gives what went wrong, or nothing.
 async function readAll() {
   try {
-    names ??= await fetchNames();
+    names ??= await patiently(fetchNames());
     const { values: found, invalid } = await patiently(appliance.read(names));
-    if (!found.size) throw new ApplianceError('broken', 'None of the parameters could be read');
+    if (!found.size) throw new ApplianceError('broken', 'No parameter could be read');
     const lost = invalid.filter((name) => values.has(name)).length;
-    values = new Map(names.filter((name) => found.has(name) || values.has(name))
-      .map((name) => [name, found.get(name) ?? values.get(name)]));
+    values = new Map(names.map((name) => [name, found.get(name) ?? values.get(name)])
+      .filter(([, value]) => value !== undefined));
     if (lost) {
       show();
       throw new ApplianceError('broken', `${lost} of ${values.size} parameters could not be read`);
     }
-  } catch (error) {
-    if (!(error instanceof ApplianceError)) throw error;
-    trouble = error.kind;
-    tell('trouble', `${error.message}.`);
-    return error.message;
+    readAt = new Date().toLocaleTimeString();
+    setText(part('read-at'), `Read at ${readAt}`);
+    trouble = undefined;
+    tell('good');
+    if (unsettled) settle();
+    show();
+    return '';
+  } catch ({ kind, message }) {
+    trouble = kind;
+    tell('trouble', `${message}.`);
+    return message;
   }
-  trouble = undefined;
-  readAt = new Date().toLocaleTimeString();
-  setText(part('read-at'), `Read at ${readAt}`);
-  tell('good');
-  if (unsettled) settle();
-  show();
-  return '';
 }
 
-// ---- Writing
+let last = Promise.resolve();
 
-const jobs = { last: Promise.resolve() };
-
-/// One job after the other, so that what changes between two reads is this write's doing.
+/// One job after the other, so that what changes between two reads is the doing of one write.
 function queue(job) {
-  const result = jobs.last.then(job);
-  jobs.last = result.catch(() => {});
-  return result;
+  last = last.then(job);
+  return last;
 }
 
-/// Writes, reads everything again, and tells what has changed. Gives `done` if what is stored now is
-/// known and was not complained about, otherwise what to say beside the field.
+/// Writes, reads everything again, and tells what has changed.
 function write(name, value) {
   return queue(async () => {
     const what = `${short(name)} = ${shown(value)}`;
+    const fail = (message) => {
+      unsettled = undefined;
+      report(`Not stored: ${what}. ${message}.`);
+      rows.get(name).finish(value, 'not stored');
+    };
     const wrong = await readAll();
-    clearMarks();
-    if (wrong) {
-      report('', `Not written: ${what}. ${wrong}.`);
-      return 'not written';
-    }
-    show();
-    const before = values;
-    let complaint = '';
-    let broke = '';
+    clear();
+    if (wrong) return fail(wrong);
+    unsettled = { name, value, what, before: values, complaint: '', broke: '' };
     try {
-      complaint = trim((await patiently(appliance.write(name, value))).reply);
-    } catch (error) {
-      if (!(error instanceof ApplianceError)) throw error;
-      if (['daemon', 'refused'].includes(error.kind)) {
-        report('', `Not stored: ${what}. ${error.message}.`);
-        readSoon();
-        return `not stored: ${error.message}`;
-      }
-      broke = error.message;
+      unsettled.complaint = trim((await patiently(appliance.write(name, value))).reply);
+    } catch ({ kind, message }) {
+      if (['daemon', 'refused'].includes(kind)) return fail(message);
+      unsettled.broke = message;
+      report(`The write of ${what} broke off. ${message}. Reading what is stored …`);
     }
-    return new Promise((resolve) => {
-      unsettled = { name, value, what, before, complaint, broke, resolve };
-      if (broke) report('', `The write of ${what} broke off. ${broke}. Reading what is stored …`);
-      readAll().then((failed) => {
-        if (failed && !broke) report(`Written: ${what}. It could not be read again yet.`);
-        if (failed) resolve('not known whether it is stored');
-      });
-    });
+    return readAll();
   });
 }
 
-/// Tells what became of the unsettled write, now that everything was read again.
+/// Tells what the last write did, now that everything was read again.
 function settle() {
-  const { name, value, what, before, complaint, broke, resolve } = unsettled;
+  const { name, value, what, before, complaint, broke } = unsettled;
   unsettled = undefined;
-  for (const [read, now] of values) if (before.get(read) !== now) changed.set(read, before.get(read));
-  const items = [...changed.keys()].sort((a, b) => (b === name) - (a === name));
-  const more = items.filter((item) => item !== name).length;
+  for (const [other, now] of values) {
+    if (before.get(other) !== now) changed.set(other, before.get(other));
+  }
   const stored = values.get(name);
   const kept = stored === trim(value);
-  const others = more ? ` With it changed ${more} more.` : kept ? ' Nothing else has changed.' : '';
-  const outcome = kept ? `Stored: ${what}.` : `Stored is: ${short(name)} = ${shown(stored)}.`;
-  let wrong = '';
-  if (complaint) wrong = `The appliance complains about ${what}: ${complaint}`;
-  else if (broke) wrong = `The write of ${what} broke off. ${broke}.`;
-  else if (!kept) wrong = `The appliance has not kept ${what}.`;
-  report(outcome + others, wrong, items);
-  resolve(kept || !(complaint || broke) ? 'done' : complaint || 'not stored');
+  const items = [...changed.keys()].sort((a, b) => (b === name) - (a === name));
+  const more = items.length - changed.has(name);
+  report(
+    complaint ? `The appliance complains about ${what}: ${complaint}`
+      : broke ? `The write of ${what} broke off. ${broke}.`
+        : kept ? '' : `The appliance has not kept ${what}.`,
+    (kept ? `Stored: ${what}.` : `Stored is ${short(name)} = ${shown(stored)}.`)
+      + (more ? ` With it changed ${more} more.` : ''), items);
+  rows.get(name).finish(value, kept ? '' : complaint || (broke && 'not stored'));
 }
-
-// ---- The start
-
-let timer;
 
 function readSoon(delay = 0) {
   clearTimeout(timer);
-  timer = setTimeout(async () => {
-    if (document.hidden) return;
-    await queue(readAll);
-    readSoon(period);
-  }, delay);
+  timer = setTimeout(() => document.hidden || queue(readAll).then(() => readSoon(period)), delay);
 }
-
-let appliance;
 
 if (window.top === window) {
   appliance = new Appliance();
+  picture = new FlowPicture(part('flow'));
+  part('modes').addEventListener('click', ({ target: { dataset: { mode } } }) =>
+    mode && write(modeName, mode));
   part('again').addEventListener('click', () => readSoon());
   part('clear').addEventListener('click', () => {
-    clearMarks();
-    show();
+    clear();
     part('filter').focus({ preventScroll: true });
   });
-  part('filter').addEventListener('input', filter);
-  part('only-changed').addEventListener('change', filter);
-  document.addEventListener('visibilitychange', () => document.hidden || readSoon());
+  part('told').addEventListener('click', () => { // which may lead to a row
+    part('filter').value = '';
+    filter();
+  });
+  for (const id of ['filter', 'only-changed']) part(id).addEventListener('input', filter);
+  document.addEventListener('visibilitychange', () => readSoon());
   readSoon();
 } else {
   document.body.replaceChildren('This page does not run inside another one.');
