@@ -78,7 +78,8 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   }
   close(out[0]);
   const int exitStatus = await(parent);
-  kill(-parent, SIGKILL);  // as a web server may; the child has a session of its own
+  // As a web server may that has its answer; the child has a session of its own by then.
+  if (!output.empty()) kill(-parent, SIGKILL);
   whenAnswered();
   pid_t child = -1;
   const int childExitStatus = await(child);  // ours, as scripts/isolate makes us process 1
