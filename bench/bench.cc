@@ -5,10 +5,8 @@
 // it, and what counts is the median of the ratios of the pairs.
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sched.h>
 #include <spawn.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -24,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
@@ -37,8 +36,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Texts = std::vector<std::string>;
 
-/// Where the daemon listens as long as a relay holds the place that the programs know.
-constexpr char behindRelayPath[] = "/tmp/bench_daemon";
+constexpr char dialogueFile[] = "/tmp/bench_dialogues";
 /// The longest reply fits, so that no reader takes part in the time.
 constexpr int pipeCapacity = 1 << 20;
 
@@ -156,28 +154,32 @@ static Run runOnce(const Build& build, const Request& request, Spawn how = Spawn
   return run;
 }
 
-/// Runs a program once with a relay between it and the daemon. Returns the bytes that it sends.
-static std::string record(const Build& build, const Request& request) {
-  const int listener = check(unixSocket(SOCK_STREAM, socketPath, bind), socketPath);
-  check(listen(listener, 1), "listen");
-  const pid_t pid = start({build.path}, request.environment, nowhere(), Spawn::Fast);
-  pollfd ends[2] = {{check(accept(listener, nullptr, nullptr), "accept"), POLLIN, 0},
-                    {unixSocket(SOCK_STREAM, behindRelayPath, connect), POLLIN, 0}};
-  std::string sent;
-  char buffer[65536];
-  for (bool open = true; open;) {
-    check(poll(ends, 2, -1), "poll");
-    const int from = ends[0].revents != 0 ? 0 : 1;
-    const int size = check(recv(ends[from].fd, buffer, sizeof buffer, 0), "recv");
-    open = size > 0;
-    check(send(ends[1 - from].fd, buffer, static_cast<std::size_t>(size), 0), "send");
-    if (from == 0) sent.append(buffer, static_cast<std::size_t>(size));
+/// Starts the simulator and waits until it can be connected to; its dialogues go to `dialogueFile`.
+static pid_t startDaemon(const Texts& options) {
+  Texts command{"/bin/sh", "-c", R"(exec "$0" "$@" 2>)" + std::string(dialogueFile)};
+  command.insert(command.end(), options.begin(), options.end());
+  const pid_t pid = start(command, {}, nowhere(), Spawn::Fast);
+  for (int tries = 0; tries < 100; ++tries) {
+    const int probe = unixSocket(SOCK_STREAM, socketPath, connect);
+    close(probe);
+    if (probe >= 0) return pid;
+    usleep(50000);
   }
-  for (const int fd : {ends[0].fd, ends[1].fd, listener}) close(fd);
-  unlink(socketPath);
-  Run ignored;
-  finish(pid, ignored);
-  if (request.detaches) finish(-1, ignored);
+  throw std::runtime_error("the daemon does not answer");
+}
+
+/// What the last client sent, by the simulator's own record: "12> ls /a^M" for client 12.
+static std::string lastRequests() {
+  std::ifstream dialogues(dialogueFile);
+  std::string sent;
+  std::string last;
+  for (std::string line; std::getline(dialogues, line);) {
+    const std::size_t number = line.find_first_not_of("0123456789");
+    if (line.substr(0, number) != last) sent.clear();
+    last = line.substr(0, number);
+    if (line.compare(number, 2, "> ") != 0) continue;
+    sent += line.substr(number + 2, line.find("^M") - number - 2) + requestTerminator;
+  }
   return sent;
 }
 
@@ -201,27 +203,13 @@ static Request readRequest(const std::string& exchanges, std::size_t count, int 
 }
 
 /// Reads away what the builds log, as a system's logger does, so that it never holds them up.
-static pid_t drainLog() {
+static void drainLog() {
   const int log = check(unixSocket(SOCK_DGRAM, "/dev/log", bind), "/dev/log");
-  const pid_t pid = check(fork(), "fork");
   char message[65536];
-  while (pid == 0) {
+  for (const pid_t pid = check(fork(), "fork"); pid == 0;) {
     if (recv(log, message, sizeof message, 0) < 0) _exit(1);
   }
   close(log);
-  return pid;
-}
-
-static void waitForDaemon() {
-  for (int tries = 0; tries < 100; ++tries) {
-    const int probe = unixSocket(SOCK_STREAM, behindRelayPath, connect);
-    if (probe >= 0) {
-      close(probe);
-      return;
-    }
-    usleep(50000);
-  }
-  throw std::runtime_error("the daemon does not answer");
 }
 
 static void keep(const Run& run, const Run& floor, Results& results) {
@@ -291,15 +279,19 @@ static void printTable(const std::vector<Build>& builds, const std::vector<Reque
   }
 }
 
-static void bench(std::vector<Build> builds, std::chrono::seconds duration) {
-  waitForDaemon();
+static void bench(std::vector<Build> builds, Texts daemon, std::chrono::seconds duration) {
   const std::string query = "write=/configuration/network/ip_addr&value=192.168.1.10";
   Request write{"write", environment(query, ""), true, 4};
+  const pid_t daemonPid = startDaemon(daemon);
+  daemon.pop_back();  // "--verbose", which would take time
   // The first write puts the dependent parameters right; those that follow are all alike.
-  record(builds[1], write);
-  const std::string exchanges = record(builds[1], write);
+  for (int i = 0; i < 2; ++i) runOnce(builds[1], write);
+  Run ignored;
+  kill(daemonPid, SIGTERM);
+  finish(daemonPid, ignored);
+  const std::string exchanges = lastRequests();
   write.environment = environment(query, exchanges);
-  check(std::rename(behindRelayPath, socketPath), "rename");
+  startDaemon(daemon);
 
   const std::vector<Request> requests = {
       readRequest(exchanges, 1, 8), readRequest(exchanges, 10, 8), readRequest(exchanges, 100, 4),
@@ -327,7 +319,8 @@ static void stayOnOneProcessor() {
   check(sched_setaffinity(0, sizeof processors, &processors), "sched_setaffinity");
 }
 
-/// bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM...
+/// bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM..., in scripts/isolate, which ends what is
+/// left running.
 int main(int argc, char** argv) {
   if (argc < 6) {
     std::cerr << "usage: bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM...\n";
@@ -340,19 +333,14 @@ int main(int argc, char** argv) {
                       copyProgram(argument.substr(separator + 1), argument.substr(0, separator)),
                       {}});
   }
-  std::vector<pid_t> helpers;
-  int result = 0;
   try {
     stayOnOneProcessor();
-    check(prctl(PR_SET_CHILD_SUBREAPER, 1), "PR_SET_CHILD_SUBREAPER");
-    helpers.push_back(drainLog());
-    helpers.push_back(start({argv[2], "--tree", argv[3], "--socket", behindRelayPath}, {},
-                            nowhere(), Spawn::Fast));
-    bench(builds, std::chrono::seconds(std::atoi(argv[1])));
+    drainLog();
+    bench(builds, {argv[2], "--tree", argv[3], "--verbose"},
+          std::chrono::seconds(std::atoi(argv[1])));
   } catch (const std::exception& e) {
     std::cerr << e.what() << '\n';
-    result = 1;
+    return 1;
   }
-  for (const pid_t helper : helpers) kill(helper, SIGTERM);
-  return result;
+  return 0;
 }

@@ -7,16 +7,17 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "config_client/protocol.h"
+// Its own, so that a mistake in the program's shows.
+static const std::string prompt = "/> ";
+static const std::string unknown = "No such file or directory";
 
 Answers answersFrom(Tree tree, Tree others) {
   return [tree, others](const std::string& line) {
     const bool isRead = line.rfind("ls ", 0) == 0;
     const Tree& texts = isRead ? tree : others;
     const auto found = texts.find(isRead ? line.substr(3) : line.substr(0, line.find(' ')));
-    const std::string none(isRead ? noSuchParameter : "");
-    const std::string text = found == texts.end() ? none : found->second;
-    return (text.empty() ? "" : text + "\r\n").append(prompt);
+    const std::string text = found != texts.end() ? found->second : isRead ? unknown : "";
+    return (text.empty() ? "" : text + "\r\n") + prompt;
   };
 }
 
@@ -52,14 +53,14 @@ void FakeDaemon::serve() {
       send(client, &answer[sent], std::min(step, answer.size() - sent), MSG_NOSIGNAL);
       for (int unread = 1; piece != 0 && unread > 0; usleep(20)) ioctl(client, SIOCOUTQ, &unread);
     }
-    if (answer.size() < prompt.size() || answer.substr(answer.size() - prompt.size()) != prompt)
-      break;
+    const std::size_t end = answer.rfind(prompt);
+    if (end == std::string::npos || end + prompt.size() < answer.size()) break;
     // A request is taken only now: what stays unread at the close is what makes it a reset.
     if (!line.empty()) recv(client, buffer, line.size() + 1, 0);
     const ssize_t size = recv(client, buffer, sizeof buffer, MSG_PEEK);
     if (size <= 0) break;
     line.assign(buffer, static_cast<std::size_t>(size));
-    line.resize(std::min(line.find(requestTerminator), line.size()));
+    line.resize(std::min(line.find('\r'), line.size()));
     lines.push_back(line);
   }
   close(client);
