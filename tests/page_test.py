@@ -81,6 +81,8 @@ class PageTest(unittest.TestCase):
             options.add_argument(f'--{word}')
         options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
         cls.browser = webdriver.Remote('http://127.0.0.1:9515', options=options)
+        cls.browser.command_executor._commands['emulate'] = (
+            'POST', '/session/$sessionId/goog/cdp/execute')
         cls.addClassCleanup(cls.browser.quit)
 
     def setUp(self):
@@ -196,10 +198,10 @@ class PageTest(unittest.TestCase):
         for name in rows:
             self.assertIn(f'\n{name} ', words)
         self.assertIn('mux1/bitrate 6571789 → 6507789', words)
-        self.browser.execute_cdp_cmd('Emulation.setDeviceMetricsOverride', {
-            'width': 390, 'height': 800, 'deviceScaleFactor': 1, 'mobile': True})
+        self.browser.execute('emulate', {'cmd': 'Emulation.setDeviceMetricsOverride', 'params': {
+            'width': 390, 'height': 800, 'deviceScaleFactor': 1, 'mobile': True}})
         self.assertEqual(self.ask('document.documentElement.scrollWidth'), 390)
-        self.browser.execute_cdp_cmd('Emulation.clearDeviceMetricsOverride', {})
+        self.browser.execute('emulate', {'cmd': 'Emulation.clearDeviceMetricsOverride', 'params': {}})
         wait_for(lambda: f'{WHOLE}inputs/video/mode single_2\n' in TREE.read_text())
         self.browser.refresh()
         wait_for(lambda: self.state() == 'good')

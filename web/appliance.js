@@ -1,9 +1,4 @@
-// The client of the appliance's configuration program, for any page:
-//
-//   import { Appliance } from './appliance.js';
-//   const appliance = new Appliance();
-//   const { values } = await appliance.read(['/configuration/network/mtu']);
-//   const { reply } = await appliance.write('/configuration/network/mtu', '1400');
+// The client of the appliance's configuration program, for any page.
 
 /// What a failed call throws. Its `kind` tells what became of the request:
 /// - `daemon`: the configuration daemon does not run, nothing was stored
@@ -12,8 +7,8 @@
 ///   write, some of the values may be stored
 /// - `silent`: no answer, or one of the web server's own: unknown what became of a write
 export class ApplianceError extends Error {
-  constructor(kind, message, options) {
-    super(message, options);
+  constructor(kind, message) {
+    super(message);
     this.name = 'ApplianceError';
     this.kind = kind;
   }
@@ -64,7 +59,8 @@ export class Appliance {
       throw new ApplianceError('refused', 'No value can hold "/> "');
     }
     const answer = await this.#ask({ write: name, value: text });
-    const [sent, reply] = [answer.get('value'), answer.get('reply')];
+    const sent = answer.get('value');
+    const reply = answer.get('reply');
     if (answer.get('write') !== name || typeof sent !== 'string' || typeof reply !== 'string') {
       throw new ApplianceError('broken', 'The answer is not that to a write');
     }
@@ -92,12 +88,10 @@ export class Appliance {
         signal,
       });
       text = await response.text();
-    } catch (cause) {
-      if (response && !signal.aborted) {
-        throw new ApplianceError('broken', 'The answer is cut off', { cause });
-      }
-      throw new ApplianceError('silent', signal.aborted
-        ? `No answer in ${this.#seconds} seconds` : 'The web server does not answer', { cause });
+    } catch {
+      if (signal.aborted) throw new ApplianceError('silent', `No answer in ${this.#seconds} seconds`);
+      throw response ? new ApplianceError('broken', 'The answer is cut off')
+        : new ApplianceError('silent', 'The web server does not answer');
     }
     if (response.status !== 200) throw failure(response, text);
     return members(text);
@@ -123,7 +117,7 @@ function members(text) {
   const escape = (byte) => `\\u${byte.charCodeAt().toString(16).padStart(4, '0')}`;
   try {
     return new Map(Object.entries(JSON.parse(text.trimEnd().replace(/[\0-\x1f]/g, escape))));
-  } catch (cause) {
-    throw new ApplianceError('broken', 'The answer is cut off or none', { cause });
+  } catch {
+    throw new ApplianceError('broken', 'The answer is cut off or none');
   }
 }

@@ -1,11 +1,10 @@
-// The picture of the signal flow. Its blocks and routes are found by the names of the parameters,
-// so that an appliance with more or fewer of them draws itself.
+// The picture of the signal flow. Its blocks and routes are found by the names of the parameters.
 
 export const root = '/configuration/';
 export const modeName = `${root}inputs/video/mode`;
 
-/// The families of blocks: the folder below the root, the column, and the block's id, title and
-/// details. $1 and $2 stand for what the folder's pattern holds, {name} for one of its parameters.
+/// Families of blocks: the folder, the column, and the block's id, title and details. $1 and $2 stand
+/// for what the folder's pattern holds, {name} for one of its parameters.
 const blockFamilies = [
   [/^inputs\/video\/(in\d+)/, 0, '$1', '$1', '$1 {interface} {format}'],
   [/^inputs\/audio\/([a-z]+)_in(\d+)/, 0, '$1_in$2', '$1 $2', 'pair {pair} {input} gain {gain}'],
@@ -18,8 +17,8 @@ const blockFamilies = [
   [/^outputs\/(recorder)/, 3, '$1', 'Recorder', '{format} {path}'],
 ];
 
-/// The families of parameters that make a route: the parameter, the block at the route's end, the
-/// ids of the blocks where it can begin, and what of such an id the value lacks.
+/// Families of routes: the parameter that makes one, the block at its end, the ids of those where it
+/// may begin, and what of such an id the value lacks.
 const routeFamilies = [
   [/^encoders\/(venc\d+)\/input$/, '$1', '^in', ''],
   [/^encoders\/(aenc\d+)\/input$/, '$1', '_in', ''],
@@ -40,7 +39,7 @@ function findBlocks(values) {
   const blocks = new Map();
   for (const name of values.keys()) {
     for (const [pattern, column, ...texts] of blockFamilies) {
-      const match = name.startsWith(root) && pattern.exec(name.slice(root.length));
+      const match = pattern.exec(name.slice(root.length));
       if (!match) continue;
       const [id, title, details] = texts.map((text) => fill(text, match));
       if (blocks.has(id)) break;
@@ -58,44 +57,39 @@ function findBlocks(values) {
         off: isOff(folder) || isOff(folder.replace(/streams\/.*/, '')),
         used: column > 1, // until something is found that takes it
         kind: column > 1 ? 'both' : /^(in|venc)\d/.test(id) ? 'video' : 'audio',
-        sources: [],
       });
     }
   }
   return blocks;
 }
 
-/// What a parameter makes of a route, or nothing.
+/// What follows in the row of the parameter's family, if it has one.
 function findRoute(name) {
   for (const [pattern, ...texts] of routeFamilies) {
     const match = pattern.exec(name.slice(root.length));
     if (match) return texts.map((text) => fill(text, match));
   }
-  return undefined;
+  return [];
 }
 
 /// The values to choose from for a parameter, or nothing if it takes any text.
 export function choices(name, values) {
   const ids = (pattern, cut) => [...findBlocks(values).keys()]
-    .filter((id) => RegExp(pattern).test(id)).map((id) => id.slice(cut));
-  if (name === modeName) {
-    const inputs = ids('^in', 2);
-    return [...inputs.map((number) => `single_${number}`), ...inputs.length > 1 ? ['dual'] : []];
-  }
-  const [, from, prefix] = findRoute(name) ?? [];
+    .filter((id) => id.match(pattern)).map((id) => id.slice(cut));
+  if (name === modeName) return [...ids('^in', 2).map((number) => `single_${number}`), 'dual'];
+  const [, from, prefix] = findRoute(name);
   if (from) return [...ids(from, prefix.length), .../(aenc|encoder)$/.test(name) ? ['off'] : []];
   if (/venc\d+\/codec$/.test(name)) return ['h264', 'mjpeg'];
   if (/mux\d+\/mode$/.test(name)) return ['cbr', 'vbr'];
   return /^(yes|no)$/.test(values.get(name)) ? ['yes', 'no'] : undefined;
 }
 
-/// The blocks and the routes between them. A changed parameter has a second route, from where the
-/// first one came before.
+/// The blocks and the routes between them, also those from before a change.
 function findFlow(values, changed) {
   const blocks = findBlocks(values);
   const routes = [];
   for (const name of values.keys()) {
-    const [id, , prefix] = findRoute(name) ?? [];
+    const [id, , prefix] = findRoute(name);
     const to = blocks.get(id);
     if (!to) continue;
     for (const before of [false, true]) {
@@ -103,13 +97,12 @@ function findFlow(values, changed) {
       if (from) routes.push({ name, from, to, before });
     }
   }
-  // From right to left: a block is used if one that is on and used takes something from it.
+  // From right to left: a block is used if one that is used takes something from it.
   routes.sort((a, b) => b.to.column - a.to.column);
   for (const route of routes.filter(({ before }) => !before)) {
     const { from, to } = route;
     route.off = from.off || to.off || !to.used;
-    if (!route.off) from.used = from.feeds = true;
-    to.sources.push(from.title);
+    if (!route.off) from.used = true;
   }
   return { blocks, routes };
 }
@@ -143,19 +136,17 @@ export class FlowPicture {
       return this.#elements.get(key);
     };
     for (const block of blocks.values()) {
-      const { id, column, folder, title, details, kind, off, used, feeds, sources } = block;
+      const { id, column, folder, title, details, kind, off, used } = block;
       const item = block.element = element(id, () => {
         const li = document.createElement('li');
-        li.append(...['b', 'span', 'i'].map((tag) => document.createElement(tag)));
+        li.append(document.createElement('b'), document.createElement('span'));
         return this.#columns[column].appendChild(li);
       });
       const marked = [...changed.keys()].some((name) => name.startsWith(folder));
       set(item, 'class', `${kind}${off || !used ? ' off' : ''}${marked ? ' changed' : ''}`);
-      const state = off ? 'off · ' : !used ? 'not used · '
-        : id.startsWith('mux') && !feeds ? 'no output · ' : '';
+      const state = off ? 'off · ' : used ? '' : 'not used · ';
       setText(item.children[0], title);
       setText(item.children[1], state + details);
-      setText(item.children[2], sources.length ? `takes ${sources.join(', ')}` : '');
     }
     for (const route of routes) {
       const { name, from, off, before } = route;

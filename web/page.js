@@ -1,5 +1,5 @@
 // The page: reads all parameters every few seconds, shows them as a picture and as a table, writes
-// what somebody changes, and tells what the write has changed beside that.
+// what somebody changes, and tells what followed.
 
 import { Appliance, ApplianceError } from './appliance.js';
 import { FlowPicture, choices, modeName, root, setText } from './flow.js';
@@ -19,99 +19,84 @@ function make(tag, attributes, ...content) {
   return element;
 }
 
-let appliance, picture, timer;
-let names; // what the page asks for
+let appliance, picture, timer, names;
 let values = new Map(); // what was read last
 let readAt = '';
 let changed = new Map(); // the former values of what the last write has changed
-let unsettled; // a write of which it is not yet read what it did
-let trouble; // the kind of the last read's failure
+let unsettled; // a write of which nothing was read yet
+let trouble; // the kind of the last failure to read
 const rows = new Map();
 
-// ---- The table
-
-/// One parameter. What somebody types stays in the field until it is written or taken back.
+/// One parameter. What somebody types stays until it is written or taken back.
 class Row {
   #field;
+  #isList;
   #note;
   #lastKey = 'Enter';
   #stored; // what the field was filled with
-  #settled; // what it then showed, without line ends that it cannot hold
+  #settled; // what it then showed: a field changes line ends
   #writing = false;
   #complaint = '';
 
   constructor(name, label) {
     this.name = name;
     this.#note = make('p', { class: 'note', id: `note:${name}` });
-    this.#field = make('input', {});
-    const pieces = label.split(/(?<=\/)/).flatMap((piece) => [piece, make('wbr', {})]);
+    const list = choices(name, values);
+    this.#isList = Boolean(list);
+    this.#field = make(list ? 'select' : 'textarea', { 'id': name, 'aria-label': short(name),
+      'aria-describedby': this.#note.id, 'placeholder': 'empty', 'spellcheck': 'false' },
+    ...(list ?? []).map((choice) => make('option', {}, choice)));
     this.element = make('div', { 'class': 'row', 'data-name': name },
-      make('label', { for: name }, ...pieces), this.#field, this.#note);
+      make('label', { for: name }, label.replaceAll('/', '/\u200b')), this.#field, this.#note);
     this.#fill();
+    this.#field.addEventListener('input', () => this.show());
+    this.#field.addEventListener('keydown', (event) => this.#press(event));
+    // Enter chooses from an open list, as the mouse does. An arrow key changes a closed one.
+    this.#field.addEventListener('mousedown', () => { this.#lastKey = 'Enter'; });
+    this.#field.addEventListener('change', () => {
+      if (list && this.#lastKey === 'Enter') this.#write();
+    });
   }
 
   get typed() { return this.#field.value !== this.#settled; }
 
-  #makeField(tag, list) {
-    const field = make(tag, { 'id': this.name, 'aria-label': short(this.name),
-      'aria-describedby': this.#note.id, 'autocomplete': 'off', 'spellcheck': 'false' },
-    ...list.map((choice) => make('option', {}, choice)));
-    field.placeholder = 'empty';
-    field.addEventListener('input', () => this.show());
-    field.addEventListener('keydown', (event) => this.#press(event));
-    // Enter chooses from an open list, as the mouse does. An arrow key changes a closed one.
-    field.addEventListener('mousedown', () => { this.#lastKey = 'Enter'; });
-    field.addEventListener('change', () => {
-      if (tag === 'select' && this.#lastKey === 'Enter') this.#write();
-    });
-    const focused = document.activeElement === this.#field;
-    this.#field.replaceWith(field);
-    this.#field = field;
-    if (focused) field.focus();
-  }
+  /// No white space around it: a read would not tell of any.
+  get #text() { return trim(this.#field.value); }
 
   #fill() {
+    const field = this.#field;
     this.#stored = values.get(this.name);
-    const list = choices(this.name, values);
-    const hasLines = /[\r\n]/.test(this.#stored) || this.name.endsWith('/text');
-    const tag = list ? 'select' : hasLines ? 'textarea' : 'input';
-    if (!this.#field.id || this.#field.localName !== tag) this.#makeField(tag, list ?? []);
-    this.#field.value = this.#stored;
-    if (list && this.#field.value !== this.#stored) {
-      this.#field.append(make('option', { value: this.#stored, selected: '' }, this.#stored));
+    field.value = this.#stored;
+    if (field.selectedIndex < 0) {
+      field.append(make('option', { value: this.#stored, selected: '' }, this.#stored));
     }
-    this.#settled = this.#field.value;
-    if (hasLines) this.#field.rows = this.#settled.split('\n').length;
+    this.#settled = field.value;
+    if (!this.#isList) field.rows = this.#settled.split('\n').length;
   }
 
   #press(event) {
-    this.#lastKey = event.key;
-    if (event.key === 'Escape' && this.typed) {
-      event.preventDefault();
-      this.#complaint = '';
-      this.#fill();
-      this.show();
-    } else if (event.key === 'Enter' && !event.shiftKey && !event.isComposing) {
-      if (this.#field.localName !== 'select') {
-        event.preventDefault();
-        this.#write();
-      } else if (this.typed) {
-        setTimeout(() => this.#write()); // what Enter chose, if the list was open
-      }
+    const { key } = event;
+    this.#lastKey = key;
+    if (key === 'Escape' && this.typed) {
+      this.finish(this.#text, '');
+    } else if (key === 'Enter' && !event.shiftKey && !event.isComposing) {
+      if (!this.#isList) event.preventDefault();
+      // Later, since Enter may choose from an open list.
+      setTimeout(() => (!this.#isList || this.typed) && this.#write());
     }
   }
 
   #write() {
     if (this.#writing) return;
     this.#writing = true;
-    write(this.name, this.#field.value);
+    write(this.name, this.#text);
   }
 
   /// Ends the write of `value`; with a complaint, what was typed stays.
   finish(value, complaint) {
     this.#writing = false;
     this.#complaint = complaint;
-    if (!complaint && this.#field.value === value) this.#fill();
+    if (!complaint && this.#text === value) this.#fill();
     this.show();
   }
 
@@ -128,18 +113,11 @@ class Row {
   }
 }
 
-/// The folder of a parameter: that of a numbered thing, such as encoders/venc1, or the first two.
-function folderOf(name) {
-  return /^(.*?\d|[^/]+(\/[^/]+)?)(?=\/)/.exec(short(name))?.[0] ?? '';
-}
-
-/// Makes the rows of new names. A folder of fewer than three goes into the one above.
+/// Makes the rows of new names, grouped by a numbered folder or else the first one.
 function makeTable() {
-  const folders = [...values.keys()].map(folderOf);
   const groups = new Map();
   for (const name of values.keys()) {
-    let folder = folderOf(name);
-    if (folders.filter((other) => other === folder).length < 3) folder = folder.replace(/\/[^/]*$/, '');
+    const [folder] = /^(.*?\d|[^/]*)(?=\/)/.exec(short(name)) ?? [''];
     if (!groups.has(folder)) groups.set(folder, make('section', {}, make('h3', {}, folder)));
     if (!rows.has(name)) rows.set(name, new Row(name, short(name).slice(folder.length + 1)));
     groups.get(folder).append(rows.get(name).element);
@@ -162,8 +140,6 @@ function filter() {
   setText(part('count'), `${count} of ${rows.size}`);
 }
 
-// ---- What there is to say
-
 /// Tells how reading goes: `good`, `waiting` or `trouble`.
 function tell(state, text = '') {
   document.body.dataset.state = state;
@@ -172,9 +148,9 @@ function tell(state, text = '') {
   part('old').hidden = state !== 'trouble';
 }
 
-/// Tells the outcome of a write: what went wrong, what is stored, and what has changed.
+/// Tells of a write: what went wrong, what is stored, and what has changed.
 function report(wrong, text = '', items = []) {
-  part('wrong').replaceChildren(wrong);
+  setText(part('wrong'), wrong);
   part('told').replaceChildren(text);
   if (items.length) {
     part('told').append(make('ul', {}, ...items.map((name) => make('li', {},
@@ -195,11 +171,7 @@ function showModes() {
 }
 
 function show() {
-  if (rows.size !== values.size) {
-    const focused = document.activeElement;
-    makeTable();
-    focused.focus();
-  }
+  if (rows.size !== values.size) makeTable();
   for (const row of rows.values()) row.show();
   const [title, ...about] = ['name', 'model', 'serial_number', 'firmware_version', 'location']
     .map((name) => values.get(`${root}system/${name}`));
@@ -217,15 +189,12 @@ function clear() {
   show();
 }
 
-// ---- Reading and writing
-
 /// The names, one a line: the program cannot list them.
 async function fetchNames() {
   const url = new URL('names.txt', location.origin + location.pathname);
-  const response = await fetch(url, { cache: 'no-cache' }).catch(() => {});
-  const text = response?.ok && await response.text().catch(() => {});
-  if (!text) throw new ApplianceError('silent', 'The web server does not give names.txt');
-  return text.split(/\r?\n/).filter(Boolean);
+  const response = await fetch(url, { cache: 'no-cache' }).catch(() => ({}));
+  if (!response.ok) throw new ApplianceError('silent', 'The web server does not give names.txt');
+  return (await response.text()).split(/\s+/).filter(Boolean);
 }
 
 /// Says that the page waits, if it does for long.
@@ -265,7 +234,7 @@ async function readAll() {
 
 let last = Promise.resolve();
 
-/// One job after the other, so that what changes between two reads is the doing of one write.
+/// One job after the other, so that what changes between two reads is one write's doing.
 function queue(job) {
   last = last.then(job);
   return last;
@@ -302,15 +271,14 @@ function settle() {
   for (const [other, now] of values) {
     if (before.get(other) !== now) changed.set(other, before.get(other));
   }
-  const stored = values.get(name);
-  const kept = stored === trim(value);
+  const kept = values.get(name) === value;
   const items = [...changed.keys()].sort((a, b) => (b === name) - (a === name));
   const more = items.length - changed.has(name);
   report(
     complaint ? `The appliance complains about ${what}: ${complaint}`
       : broke ? `The write of ${what} broke off. ${broke}.`
         : kept ? '' : `The appliance has not kept ${what}.`,
-    (kept ? `Stored: ${what}.` : `Stored is ${short(name)} = ${shown(stored)}.`)
+    (kept ? `Stored: ${what}.` : `Stored is ${short(name)} = ${shown(values.get(name))}.`)
       + (more ? ` With it changed ${more} more.` : ''), items);
   rows.get(name).finish(value, kept ? '' : complaint || (broke && 'not stored'));
 }
