@@ -63,10 +63,10 @@ static void openStreams() {
 /// Leaves it to the limits alone to end a request. Web servers send SIGTERM when a browser cancels
 /// one, and a write would stop half way.
 static void setSignals() {
-  std::signal(SIGTERM, SIG_IGN);
-  std::signal(SIGHUP, SIG_IGN);
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGALRM, SIG_DFL);
+  static_cast<void>(std::signal(SIGTERM, SIG_IGN));
+  static_cast<void>(std::signal(SIGHUP, SIG_IGN));
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  static_cast<void>(std::signal(SIGALRM, SIG_DFL));
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
