@@ -56,10 +56,8 @@ TEST(Write, PutsWhatDependsOnTheWrittenParameter) {
   const char* const broadcast = "net:broadcast_addr=10.1.2.255";
   const char* const toAudio2 = "rtmp:aenc=2 mux1:component2/encoder=aenc2 mux1:bitrate=4338526";
   const Row rows[] = {
-      {"", "net:ip_addr=192.168.1.77", ""},
       {"", "net:ip_addr=10.1.2.3", broadcast},
       {"net:subnet_mask=255.0.255.0", "net:ip_addr=10.1.2.3", "net:broadcast_addr=10.255.2.255"},
-      {"net:subnet_mask=0.0.0.0", "net:ip_addr=10.1.2.3", "net:broadcast_addr=255.255.255.255"},
       {"net:broadcast_addr=10.1.02.255", "net:ip_addr=10.1.2.3", broadcast},
       {"net:subnet_mask=24", "net:ip_addr=10.1.2.3", ""},
       {"", "net:ip_addr=10.1.2.300", ""},
@@ -129,7 +127,6 @@ TEST(Write, SwitchesTheVideoEncodersByRoutingAndCodecs) {
       {"", "enc:venc2/codec=mjpeg", copyOnly},
       {"enc:venc1/codec=H264", "net:x=1", copyOnly},
       {"", "mux2:component1/encoder=venc1", neither},
-      {"", "mux2:component1/encoder=venc22", neither},
       {"enc:venc2/codec=mjpeg", "enc:venc2/codec=h264", ""},
       {"", "enc:venc1/frame_ctrl/auto=no", ""},
   };
@@ -145,7 +142,6 @@ TEST(Write, AddsUpWhatEachMultiplexerCarries) {
       {"enc:aenc/bitrate=1", "mux1:component2/encoder=aenc", "mux1:bitrate=4210528"},
       {"enc:xaenc/bitrate=1", "mux1:component2/encoder=xaenc", "mux1:bitrate=4210526"},
       {"enc:xvenc/codec=h264 enc:xvenc/h264/bitrate=999", "mux1:component3/encoder=xvenc", ""},
-      {"", "mux1:component1/encoder=off", ""},
       {"", "mux1:component3/encoder=venc2", "mux1:bitrate=8677052"},
       {"mux1:component1/encoder=venc3 mux1:bitrate=1", "mux1:component3/encoder=venc1",
        "mux1:bitrate=4466526"},
@@ -266,32 +262,32 @@ TEST(Write, OutlivesADaemonThatGoesAwayAndAppliesWithoutTheWebServer) {
 }
 
 TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
-  const auto strace = [](const std::string& fault) {
-    return Strings{"strace", "-qqfo", "/dev/null", "-EASAN_OPTIONS=detect_leaks=0",
-                   "-einject=" + fault};
+  const auto strace = [](const std::string& fault, const char* path = "") {
+    return Strings{"strace",
+                   "-qqfo",
+                   "/dev/null",
+                   "-EASAN_OPTIONS=detect_leaks=0",
+                   "-einject=" + fault,
+                   *path != '\0' ? std::string("-P") + path : "-f"};
   };
-  Strings nullDevice = strace("openat,open:error=EMFILE");
-  nullDevice.insert(nullDevice.end(), {"-P", "/dev/null"});
   const std::string reply = written("/x", "1", "ok\r\n");
-  const std::string forkFailed = "12 ? Failed to fork child process, continuing in parent process";
   const struct {
     Strings before;
-    std::string output, warning;
+    std::string output, thirdInLog;
   } rows[] = {
-      {{"sh", "-c", R"("$0" "$@" <&- >&- 2>&-; true)"}, "", ""},
-      {strace("write:error=EPIPE:signal=SIGPIPE"), "", ""},
-      {strace("clone,fork,clone3:error=EAGAIN"), reply, forkFailed},
-      {nullDevice, reply, ""},
+      {{"sh", "-c", R"("$0" "$@" <&- >&- 2>&-; true)"}, "", "Applied"},
+      {strace("write:error=EPIPE:signal=SIGPIPE"), "", "Applied"},
+      {strace("clone,fork,clone3:error=EAGAIN"), reply,
+       "12 ? Failed to fork child process, continuing in parent process"},
+      {strace("openat,open:error=EMFILE", "/dev/null"), reply, "Applied"},
   };
-  for (const auto& [before, output, warning] : rows) {
+  for (const auto& [before, output, thirdInLog] : rows) {
     if (before[0] == "strace" && *TEST_EMULATOR != '\0') continue;
     FakeDaemon daemon(answersFrom(applianceTree(), {{"put", "ok"}}));
-    const auto [written, exitStatus, childExitStatus, log] =
+    const auto [answer, exitStatus, childExitStatus, log] =
         runProgram({query("write=/x&value=1")}, "", before);
-    EXPECT_EQ(written, output) << before.back();
-    EXPECT_EQ(exitStatus, 0) << before.back();
-    EXPECT_EQ(log.size(), warning.empty() ? 3U : 4U) << before.back();
-    EXPECT_TRUE(warning.empty() || log[2] == warning);
-    EXPECT_EQ(daemon.requests().back(), "save") << before.back();
+    EXPECT_EQ(std::pair(answer, exitStatus), std::pair(output, 0)) << before.back();
+    EXPECT_NE(log.at(2).find(thirdInLog), std::string::npos) << log.at(2);
+    EXPECT_EQ(daemon.requests().back(), "save");
   }
 }
