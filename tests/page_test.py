@@ -36,7 +36,7 @@ if os.getuid() == 0:
     USER = {'user': nobody.pw_uid, 'group': nobody.pw_gid, 'extra_groups': []}
 
 
-def wait_for(condition, seconds=15):
+def wait_for(condition, seconds=40):
     """Gives the condition's result, once it is true."""
     end = time.monotonic() + seconds
     while not (result := condition()):
@@ -83,6 +83,7 @@ class PageTest(unittest.TestCase):
         cls.browser = webdriver.Remote('http://127.0.0.1:9515', options=options)
         cls.browser.command_executor._commands['emulate'] = (
             'POST', '/session/$sessionId/goog/cdp/execute')
+        cls.browser.set_script_timeout(60)
         cls.addClassCleanup(cls.browser.quit)
 
     def setUp(self):
@@ -171,11 +172,11 @@ class PageTest(unittest.TestCase):
         fields = urllib.parse.urlencode({'write': WHOLE + name, 'value': value})
         urllib.request.urlopen(URL, fields.encode()).read()
 
-    def call(self, code):
+    def call(self, code, seconds=30):
         """Runs the code with a client `a` of its own; gives its result, or the kind of its error."""
         return self.browser.execute_async_script(f'''const done = arguments[0];
             import('/appliance.js').then(async ({{ Appliance }}) => {{
-              const a = new Appliance(undefined, 2);
+              const a = new Appliance(undefined, {seconds});
               return {code};
             }}).then(done, (error) => done(error.kind ?? String(error)));''')
 
@@ -296,7 +297,7 @@ class PageTest(unittest.TestCase):
             self.replace_program(f'cat {WORK}/answer')
             self.assertEqual(self.call('a.read(["/a", "/b"])'), kind, answer)
         self.replace_program('sleep 3')
-        self.assertEqual(self.call('a.read(["/a"])'), 'silent')
+        self.assertEqual(self.call('a.read(["/a"])', 1), 'silent')
 
     def test_client_keeps_order_and_checks_what_it_sends(self):
         self.open()
