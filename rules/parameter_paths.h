@@ -14,7 +14,7 @@ inline constexpr char videoInputModePath[] = "/configuration/inputs/video/mode";
 /// A parameter of video input 1 or 2.
 ParameterPath videoInputPath(int input, const char* parameter);
 
-/// A parameter of analogue audio input 1.
+/// A parameter of analogue audio input 1, 2, ...
 ParameterPath analogAudioInputPath(int input, const char* parameter);
 
 /// A parameter of the encoder of that name, such as "aenc3".

@@ -6,7 +6,7 @@
 #include "write_service/change_set.h"
 
 /// Sets both video encoders' overlay copy when "venc2" feeds multiplexer 2's first component, and
-/// their automatic frame control when, beyond that, both use H.264. Records nothing after a failed
+/// their automatic frame control when, in addition, both use H.264. Records nothing after a failed
 /// read.
 void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes);
 

@@ -9,7 +9,7 @@
 Tree tree(const std::string& text);
 Strings paths(const std::string& text);
 
-/// A configuration on which every rule is content: a write changes nothing beside what it names.
+/// A configuration on which every rule is content: a write changes nothing besides what it names.
 Tree applianceTree();
 
 /// Of these, the parameters that have the same value always.

@@ -31,7 +31,7 @@ static void checkWrite(const Tree& stored, const std::string& name, const std::s
 }
 
 struct Row {
-  std::string stored, write, others;  // the first beside the appliance's own
+  std::string stored, write, others;  // the first besides the appliance's own
 };
 
 static void checkWrite(const Row& row) {

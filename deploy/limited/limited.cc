@@ -5,8 +5,8 @@
 //   time_limit = 30
 //
 // It sets the limits that stand there and becomes the program. So they hold for the program and not
-// for the web server, and no second process watches over them. Without the streams and the strings
-// of the C++ library, which would take longer to start than all the rest.
+// for the web server, and need no second process. It does without the streams and the strings of
+// the C++ library, which would take longer to start than all the rest.
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -30,7 +30,7 @@ struct ResourceLimit {
 constexpr ResourceLimit resourceLimits[] = {
     {"cpu_limit", RLIMIT_CPU, 1},        // seconds
     {"memory_limit", RLIMIT_AS, 1024},   // KB of address space
-    {"process_limit", RLIMIT_NPROC, 1},  // processes of the user, of which no further one is begun
+    {"process_limit", RLIMIT_NPROC, 1},  // processes of the user, beyond which none is started
 };
 
 /// The largest number in a setting: as KB, it fits into 32 bits of bytes.

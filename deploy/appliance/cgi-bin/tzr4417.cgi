@@ -16,6 +16,6 @@ cpu_limit = 2
 # KB of memory, with all that is mapped, for the program and again for the child.
 memory_limit = 32768
 
-# Processes of the web server's user, with which a write leaves no further child behind: it applies
+# Processes of the web server's user, with which a write leaves no further child: it applies
 # and saves before the reply is complete, within the time limit.
 process_limit = 64
