@@ -13,6 +13,7 @@
 #include "config_client/protocol.h"
 #include "config_client/trim.h"
 #include "tests/fake_daemon.h"
+#include "write_service/parameter_access.h"
 
 static std::string failure(const char* message, int number) {
   return std::string(message) + ": " + std::strerror(number);
@@ -126,6 +127,9 @@ TEST(ConfigClient, EndsABatchAtTheFirstFailure) {
   EXPECT_EQ(text, "one\r\ntw");
   EXPECT_EQ(daemon.requests(), (Strings{"put /a 1", "put /b 2"}));
   expectSpent(client, "kept", failure("UDS read failed", ECONNRESET));
+  ChangeSet changes;
+  EXPECT_FALSE(setIfChanged(client, changes, "/a", "1"));
+  EXPECT_FALSE(getEffectiveValue(client, changes, "/a", text));
 
   const ConfigClient other(std::move(client));
   expectSpent(client, " kept ",

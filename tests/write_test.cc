@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <future>
 
 #include "cgi/reply.h"
@@ -190,11 +191,15 @@ TEST(Write, RefusesWhatItCannotPut) {
   for (const auto& [fields, text] : rows) {
     FakeDaemon daemon(answersFrom({}));
     Response response = runProgram({query(fields)});
-    std::string thrown = std::get<0>(response);
-    thrown = thrown.substr(std::min(thrown.find(text), thrown.size()));  // the library adds to it
-    Strings& log = std::get<3>(response);
-    if (text == outOfRange) log.erase(log.begin());  // the setting
-    EXPECT_EQ(response, failed(thrown.substr(0, thrown.find('\n')))) << fields;
+    std::string thrown = text;
+    if (text == outOfRange) {  // and more, by the library
+      const std::string& output = std::get<0>(response);
+      thrown = output.substr(std::min(output.find(text), output.size()));
+      thrown.resize(std::min(thrown.find('\n'), thrown.size()));
+      Strings& log = std::get<3>(response);
+      log.erase(log.begin());  // the setting
+    }
+    EXPECT_EQ(response, failed(thrown)) << fields;
     EXPECT_EQ(daemon.requests(), Strings{}) << fields;
   }
 }
@@ -262,26 +267,26 @@ TEST(Write, OutlivesADaemonThatGoesAwayAndAppliesWithoutTheWebServer) {
 }
 
 TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
-  const auto strace = [](const std::string& fault, const char* path = "") {
-    return Strings{"strace",
-                   "-qqfo",
-                   "/dev/null",
-                   "-EASAN_OPTIONS=detect_leaks=0",
-                   "-einject=" + fault,
-                   *path != '\0' ? std::string("-P") + path : "-f"};
+  const char* const traceFile = "/tmp/trace";
+  const auto strace = [traceFile](const std::string& fault) {
+    return Strings{"strace", "-qqfo", traceFile, "-EASAN_OPTIONS=detect_leaks=0",
+                   "-einject=" + fault};
   };
+  Strings nullDevice = strace("openat,open:error=EMFILE");
+  nullDevice.emplace_back("-P/dev/null");
   const std::string reply = written("/x", "1", "ok\r\n");
   const struct {
     Strings before;
     std::string output, thirdInLog;
+    int faults;
   } rows[] = {
-      {{"sh", "-c", R"("$0" "$@" <&- >&- 2>&-; true)"}, "", "Applied"},
-      {{"bash", "-c", R"(exec 3> >(:); wait $!; "$0" "$@" >&3)"}, "", "Applied"},
+      {{"sh", "-c", R"("$0" "$@" <&- >&- 2>&-; true)"}, "", "Applied", 0},
+      {{"bash", "-c", R"(exec 3> >(:); wait $!; "$0" "$@" >&3)"}, "", "Applied", 0},
       {strace("clone,fork,clone3:error=EAGAIN"), reply,
-       "12 ? Failed to fork child process, continuing in parent process"},
-      {strace("openat,open:error=EMFILE", "/dev/null"), reply, "Applied"},
+       "12 ? Failed to fork child process, continuing in parent process", 1},
+      {nullDevice, reply, "Applied", 3},
   };
-  for (const auto& [before, output, thirdInLog] : rows) {
+  for (const auto& [before, output, thirdInLog, faults] : rows) {
     if (before[0] == "strace" && *TEST_EMULATOR != '\0') continue;
     FakeDaemon daemon(answersFrom(applianceTree(), {{"put", "ok"}}));
     const auto [answer, exitStatus, childExitStatus, log] =
@@ -289,5 +294,11 @@ TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
     EXPECT_EQ(std::pair(answer, exitStatus), std::pair(output, 0)) << before.back();
     EXPECT_NE(log.at(2).find(thirdInLog), std::string::npos) << log.at(2);
     EXPECT_EQ(daemon.requests().back(), "save");
+    std::ifstream trace(traceFile);
+    int injected = 0;
+    for (std::string line; std::getline(trace, line);) {
+      if (line.find("(INJECTED") != std::string::npos) ++injected;
+    }
+    EXPECT_GE(injected, faults) << before.back();
   }
 }
