@@ -207,8 +207,9 @@ static Request readRequest(const std::string& exchanges, std::size_t count, int 
 static void drainLog() {
   const int log = check(unixSocket(SOCK_DGRAM, "/dev/log", bind), "/dev/log");
   char message[65536];
-  for (const pid_t pid = check(fork(), "fork"); pid == 0;) {
-    if (recv(log, message, sizeof message, 0) < 0) _exit(1);
+  if (check(fork(), "fork") == 0) {
+    while (recv(log, message, sizeof message, 0) >= 0) continue;
+    _exit(1);
   }
   close(log);
 }
