@@ -6,8 +6,10 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string_view>
 #include <utility>
 
+#include "cgi/limits.h"
 #include "cgi/reply.h"
 #include "cgi/request.h"
 #include "read_service/read_request.h"
@@ -31,14 +33,28 @@ static void openStandardStreams() {
   }
 }
 
+/// Whether a script that sets limits has this program, by its other name, as its interpreter. Its
+/// own name does not do: a web server may pass on words of the query as arguments, and the first
+/// would be taken for the script.
+static bool isInterpreter(std::string_view name) {
+  return name.substr(name.rfind('/') + 1) == "limited";
+}
+
 /// The one place that catches exceptions. What a service wrote before one stays, and the 500 reply
 /// follows it.
-int main(int /*argc*/, char** /*argv*/) {
+int main(int argc, char** argv) {
   // A browser that has gone must not end a write between its puts and its save.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   openStandardStreams();
   openlog("tzr4417.cgi", LOG_PID, LOG_USER);
   try {
+    if (argc > 0 && isInterpreter(argv[0])) {
+      applyLimits(argc > 1 ? argv[1] : "");
+      if (mayBeForged()) {
+        writeForbidden();
+        return 0;
+      }
+    }
     if (bodyExceedsLimit()) return 1;
     const cgicc::Cgicc request;
     dispatch(readFields(request));

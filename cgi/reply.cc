@@ -13,6 +13,10 @@ void writeBadRequest() { writeStatus(400, "Bad Request"); }
 
 void writeInternalServerError() { writeStatus(500, "Internal Server Error"); }
 
+void writeForbidden() {
+  std::cout << "HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\nNo X-Requested-With header\n";
+}
+
 void writeJsonHeader() { cgicc::HTTPContentHeader("application/json").render(std::cout); }
 
 /// The letter that stands for `byte` after a backslash, or 0 for a byte that stands for itself.

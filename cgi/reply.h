@@ -7,6 +7,9 @@
 void writeBadRequest();
 void writeInternalServerError();
 
+/// Writes a status reply that says in its body which header is missing.
+void writeForbidden();
+
 /// Writes the header of a JSON reply to standard output; the document follows directly.
 void writeJsonHeader();
 

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <cstdlib>
+#include <cstring>
 
 /// The first field of that name, or null.
 static const cgicc::FormEntry* find(const cgicc::Cgicc& request, const char* name) {
@@ -30,4 +31,12 @@ bool bodyExceedsLimit() {
   // Both converted as cgicc does it, so that a negative number is a very large one.
   return static_cast<unsigned long>(std::atol(length)) >
          static_cast<unsigned long>(std::atoi(limit));
+}
+
+bool mayBeForged() {
+  constexpr char read[] = "read=";
+  const char* query = std::getenv("QUERY_STRING");
+  if (query != nullptr && std::strncmp(query, read, sizeof read - 1) == 0) return false;
+  const char* header = std::getenv("HTTP_X_REQUESTED_WITH");
+  return header == nullptr || *header == '\0';
 }

@@ -20,3 +20,8 @@ RequestFields readFields(const cgicc::Cgicc& request);
 /// Ask before constructing `cgicc::Cgicc`, which throws for such a body or, in older releases, ends
 /// the process.
 bool bodyExceedsLimit();
+
+/// Whether a page of another site may have made the browser send this request, with the user's
+/// password. Such a page cannot send the header "X-Requested-With". A query that begins with
+/// "read=" makes any request a read, and its answer the browser hides from such a page.
+bool mayBeForged();

@@ -96,8 +96,8 @@ class PageTest(unittest.TestCase):
         TREE.write_text(sample)
         self.names = re.findall('^/[^ ]*', sample, re.MULTILINE)
         (PAGES / 'names.txt').write_text('\n'.join(self.names) + '\n')
-        for file in (BUILD / 'tzr4417.cgi', BUILD / 'deploy/limited/limited'):
-            shutil.copy(file, WORK)
+        shutil.copy(BUILD / 'tzr4417.cgi', PROGRAM)
+        LIMITED.symlink_to(PROGRAM)
         self.program = WORK / 'program'  # what a test may replace
         self.program.symlink_to(PROGRAM)
         self.made = ()  # the messages on the console that a test causes
@@ -324,8 +324,7 @@ class PageTest(unittest.TestCase):
     def test_runs_behind_the_appliance_s_web_servers(self):
         def set_up(name, *changes):
             text = (APPLIANCE / name).read_text()
-            for old, new in (('/usr/lib/cgi-bin/tzr4417.cgi', str(PROGRAM)), ('/var/www', str(PAGES)),
-                             ('/usr/lib/tzr4417/limited', str(LIMITED)),
+            for old, new in (('/usr/lib/tzr4417/limited', str(LIMITED)), ('/var/www', str(PAGES)),
                              ('/etc/tzr4417', str(WORK)), *changes):
                 text = text.replace(old, new)
             (PAGES if 'cgi' in name else WORK).joinpath(name).write_text(text)

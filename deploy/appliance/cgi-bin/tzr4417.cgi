@@ -2,8 +2,6 @@
 # What the web server starts, from the folder cgi-bin of its pages: the program with the limits of
 # one request. A limit whose line is missing is not set. A comment takes a whole line.
 
-program = /usr/lib/cgi-bin/tzr4417.cgi
-
 # Bytes of a request's body. All parameters of an encoder in one read take half of it.
 body_limit = 16384
 
