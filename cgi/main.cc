@@ -33,11 +33,12 @@ static void openStandardStreams() {
   }
 }
 
-/// Whether a script that sets limits has this program, by its other name, as its interpreter. Its
-/// own name does not do: a web server may pass on words of the query as arguments, and the first
-/// would be taken for the script.
-static bool isInterpreter(std::string_view name) {
-  return name.substr(name.rfind('/') + 1) == "limited";
+/// Whether this process is the interpreter of a script that sets limits, which names the program by
+/// this path. By its usual path it takes no script: a web server may pass on words of the query as
+/// arguments.
+static bool isInterpreter(std::string_view path) {
+  constexpr std::string_view end = "/limited/tzr4417.cgi";
+  return path.size() >= end.size() && path.substr(path.size() - end.size()) == end;
 }
 
 /// The one place that catches exceptions. What a service wrote before one stays, and the 500 reply
