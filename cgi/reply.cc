@@ -44,18 +44,14 @@ static char escapeLetter(char byte) {
 std::string jsonEscape(const std::string& text) {
   std::string escaped;
   escaped.reserve(2 * text.size());
-  std::size_t copied = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char letter = escapeLetter(text[i]);
-    if (letter == 0) continue;
-    escaped.append(text, copied, i - copied);
-    escaped += '\\';
-    escaped += letter;
-    copied = i + 1;
+  for (const char byte : text) {
+    const char letter = escapeLetter(byte);
+    if (letter != 0) escaped += '\\';
+    escaped += letter != 0 ? letter : byte;
   }
-  return escaped.append(text, copied);
+  return escaped;
 }
 
-std::string jsonMember(const std::string& name, const std::string& value) {
-  return '"' + jsonEscape(name) + "\": \"" + jsonEscape(value) + '"';
+void writeJsonMember(const char* before, const std::string& name, const std::string& value) {
+  std::cout << before << '"' << jsonEscape(name) << "\": \"" << jsonEscape(value) << '"';
 }

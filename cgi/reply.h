@@ -18,5 +18,6 @@ void writeJsonHeader();
 /// other byte, other control characters included, is copied.
 std::string jsonEscape(const std::string& text);
 
-/// A member of a JSON object, both strings escaped: "name": "value".
-std::string jsonMember(const std::string& name, const std::string& value);
+/// Writes `before` and a member of a JSON object to standard output, both strings escaped: "name":
+/// "value".
+void writeJsonMember(const char* before, const std::string& name, const std::string& value);

@@ -48,7 +48,7 @@ void handleReadRequest(std::string names) {
     const std::string name = names.substr(begin, end - begin);
     std::string value;
     if (readValue(client, name, value)) {
-      std::cout << separator() << jsonMember(name, value);
+      writeJsonMember(separator(), name, value);
     } else {
       invalid.push_back(name);
     }

@@ -67,8 +67,10 @@ static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const P
 static void writeReply(const ParameterPath& name, const std::string& value,
                        const std::string& reply) {
   writeJsonHeader();
-  std::cout << "{ " << jsonMember("write", name) << ", " << jsonMember("value", value) << ", "
-            << jsonMember("reply", reply) << " }" << std::endl;
+  writeJsonMember("{ ", "write", name);
+  writeJsonMember(", ", "value", value);
+  writeJsonMember(", ", "reply", reply);
+  std::cout << " }" << std::endl;
 }
 
 static void logReply(const char* command, const std::string& reply) {
