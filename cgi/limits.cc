@@ -67,7 +67,10 @@ static bool setLimit(const std::string& name, const std::string& value) {
     if (name != entry.name) continue;
     // No soft limit below the hard one: its signal would leave a core file.
     const rlimit limit{number * entry.unit, number * entry.unit};
-    return setrlimit(entry.resource, &limit) == 0;
+    if (setrlimit(entry.resource, &limit) != 0) {
+      throw std::runtime_error("Cannot set " + name + ": " + std::strerror(errno));
+    }
+    return true;
   }
   return false;
 }

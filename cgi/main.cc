@@ -37,7 +37,7 @@ static void openStandardStreams() {
 /// this path. By its usual path it takes no script: a web server may pass on words of the query as
 /// arguments.
 static bool isInterpreter(std::string_view path) {
-  constexpr std::string_view end = "/limited/tzr4417.cgi";
+  constexpr std::string_view end = "/limits/tzr4417.cgi";
   return path.size() >= end.size() && path.substr(path.size() - end.size()) == end;
 }
 

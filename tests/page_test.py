@@ -25,7 +25,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 APPLIANCE = ROOT / 'deploy/appliance'
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 WORK = pathlib.Path(tempfile.mkdtemp())
-PROGRAM, LIMITED = WORK / 'tzr4417.cgi', WORK / 'limited/tzr4417.cgi'  # where any user reaches them
+PROGRAM, LIMITED = WORK / 'tzr4417.cgi', WORK / 'limits/tzr4417.cgi'  # where any user reaches them
 PAGES, TREE, SOCKET = WORK / 'pages', WORK / 'tree', pathlib.Path('/tmp/cffs_uds')
 PAGE, URL = 'http://127.0.0.1:8080/', 'http://127.0.0.1:8080/cgi-bin/tzr4417.cgi'
 CONTACT = 'system/contact'
@@ -325,7 +325,7 @@ class PageTest(unittest.TestCase):
     def test_runs_behind_the_appliance_s_web_servers(self):
         def set_up(name, *changes):
             text = (APPLIANCE / name).read_text()
-            for old, new in (('/usr/lib/tzr4417/limited/tzr4417.cgi', str(LIMITED)), ('/var/www', str(PAGES)),
+            for old, new in (('/usr/lib/tzr4417/limits/tzr4417.cgi', str(LIMITED)), ('/var/www', str(PAGES)),
                              ('/etc/tzr4417', str(WORK)), *changes):
                 text = text.replace(old, new)
             (PAGES if 'cgi' in name else WORK).joinpath(name).write_text(text)

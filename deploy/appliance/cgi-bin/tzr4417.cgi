@@ -1,4 +1,4 @@
-#!/usr/lib/tzr4417/limited/tzr4417.cgi
+#!/usr/lib/tzr4417/limits/tzr4417.cgi
 # What the web server starts, from the folder cgi-bin of its pages: the program with the limits of
 # one request. A limit whose line is missing is not set. A comment takes a whole line.
 
