@@ -3,7 +3,7 @@
 /// What a failed call throws. Its `kind` tells what became of the request:
 /// - `daemon`: the configuration daemon does not run, nothing was stored
 /// - `refused`: it was not carried out
-/// - `broken`: the answer is cut off or none, or the connection broke while values were put: of a
+/// - `broken`: the answer is cut off or missing, or the connection broke while values were put: of a
 ///   write, some of the values may be stored
 /// - `silent`: no answer, or one of the web server's own: unknown what became of a write
 export class ApplianceError extends Error {
