@@ -6,6 +6,8 @@
 
 #include "write_service/change_set.h"
 
+// For callers besides this program.
+
 using ChangeSetEntries = std::vector<std::pair<ParameterPath, std::string>>;
 
 /// The entries of `changes` that `names` lists; a name that `changes` lacks is passed over.

@@ -2,9 +2,13 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "config_client/uds_connection.h"
 #include "write_service/change_set.h"
+
+/// The daemon's whole answer about a parameter that it does not hold.
+inline constexpr std::string_view noSuchParameter = "No such file or directory";
 
 /// The configuration daemon's commands, over one connection of its own.
 ///
@@ -38,7 +42,7 @@ class ConfigClient {
   /// Makes the written values permanent; `reply` as for `apply`.
   bool save(std::string& reply);
 
-  /// "Ready", the transport's failure, or "No socket".
+  /// "Ready", the transport's failure, or "No socket". For callers besides this program.
   [[nodiscard]] std::string statusText() const;
 
  private:

@@ -11,6 +11,3 @@ inline constexpr std::string_view prompt = "/> ";
 
 /// Ends every request, alone, with no line feed.
 inline constexpr char requestTerminator = '\r';
-
-/// The daemon's whole answer about a parameter that it does not hold.
-inline constexpr std::string_view noSuchParameter = "No such file or directory";

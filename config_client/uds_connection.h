@@ -17,7 +17,8 @@ class UdsConnection {
   UdsConnection(const UdsConnection&) = delete;
   UdsConnection& operator=(const UdsConnection&) = delete;
 
-  /// Connects anew, closing what was open; `isOpen` tells the outcome.
+  /// Closes an open socket and connects anew; `isOpen` tells the outcome. Public for callers
+  /// besides this program, which never reconnects.
   void open();
 
   /// Closes the socket, if one is held; the status stays what it was.

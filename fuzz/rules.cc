@@ -8,11 +8,8 @@
 #include <string>
 
 #include "fuzz/fake_socket.h"
-#include "rules/fixed_settings.h"
-#include "rules/mux_bitrate.h"
-#include "rules/network_address.h"
 #include "rules/parameter_paths.h"
-#include "rules/video_encoder.h"
+#include "rules/rules.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   serveLines(data, size);

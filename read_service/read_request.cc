@@ -9,7 +9,6 @@
 
 #include "cgi/reply.h"
 #include "config_client/config_client.h"
-#include "config_client/protocol.h"
 
 /// Reads `name` into `value`. A name with a blank is never sent: it would make two words.
 static bool readValue(ConfigClient& client, const std::string& name, std::string& value) {

@@ -1,4 +1,4 @@
-#include "rules/fixed_settings.h"
+#include "rules/rules.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "rules/mux_bitrate.h"
+#include "rules/rules.h"
 
 #include <algorithm>
 #include <cstdint>

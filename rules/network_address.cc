@@ -1,4 +1,4 @@
-#include "rules/network_address.h"
+#include "rules/rules.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

@@ -1,4 +1,4 @@
-#include "rules/video_encoder.h"
+#include "rules/rules.h"
 
 #include "rules/parameter_paths.h"
 #include "write_service/parameter_access.h"

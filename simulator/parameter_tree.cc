@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "config_client/config_client.h"
 #include "config_client/protocol.h"
 #include "simulator/words.h"
 

@@ -5,7 +5,7 @@
 #include <future>
 
 #include "cgi/reply.h"
-#include "rules/video_encoder.h"
+#include "rules/rules.h"
 #include "tests/appliance.h"
 #include "tests/program.h"
 

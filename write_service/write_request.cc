@@ -10,13 +10,7 @@
 
 #include "cgi/reply.h"
 #include "config_client/config_client.h"
-#include "rules/fixed_settings.h"
-#include "rules/mux_bitrate.h"
-#include "rules/network_address.h"
-#include "rules/parameter_paths.h"
-#include "rules/single_input.h"
-#include "rules/stream_audio.h"
-#include "rules/video_encoder.h"
+#include "write_service/dependent_changes.h"
 #include "write_service/parameter_access.h"
 
 /// Throws for a line break that would split the request line: a name is never quoted, and a double
@@ -36,31 +30,6 @@ static void refuseLineBreaks(const ParameterPath& name, const std::string& value
 static void quoteIfNeeded(std::string& value) {
   if (value.empty() || value.find_first_of(" \t\r\n\v\f") != std::string::npos) {
     value = '"' + value + '"';
-  }
-}
-
-/// Whether `name` is `prefix`, any one character and `suffix`; more may follow. Throws
-/// `std::out_of_range` for a `name` that ends with the prefix; with string views for its arguments,
-/// `compare` would end the process instead.
-static bool isNumbered(const ParameterPath& name, const std::string& prefix,
-                       const std::string& suffix) {
-  return name.compare(0, prefix.size(), prefix) == 0 &&
-         name.compare(prefix.size() + 1, suffix.size(), suffix) == 0;
-}
-
-/// Runs the one rule, if any, that the written parameter triggers: the first that matches.
-static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const ParameterPath& name,
-                               const std::string& value) {
-  const std::string single = "single";
-  if (name == videoInputModePath && value.compare(0, single.size(), single) == 0) {
-    // One separating character, whatever it is, precedes the input's number.
-    applySingleInputRule(client, changes, value.substr(single.size() + 1, 1));
-  } else if (isNumbered(name, videoEncoderPrefix(), "/frame_ctrl/rate")) {
-    applyFrameRateRule(client, changes, name, value);
-  } else if (isNumbered(name, streamPrefix("rtsp"), "/aenc")) {
-    applyStreamAudioRule(client, changes, value);
-  } else if (name == ipAddressPath || name == subnetMaskPath) {
-    updateBroadcastAddress(client, changes, name, value);
   }
 }
 
@@ -110,10 +79,7 @@ void handleWriteRequest(ParameterPath name, std::string value) {
 
   ChangeSet changes;
   changes[name] = value;
-  applyTriggeredRule(client, changes, name, value);
-  applyFixedSettings(client, changes);
-  applyMuxBitrateRule(client, changes);
-  applyVideoEncoderRules(client, changes);
+  addDependentChanges(client, changes, name, value);
 
   if (client.put(changes, reply)) {
     writeReply(name, value, reply);

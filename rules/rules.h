@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+
+#include "config_client/config_client.h"
+#include "write_service/change_set.h"
+
+// The rules: the parameters that a write changes besides the one it names.
+//
+// A rule reads through `getEffectiveValue`, which sees the changes recorded before it, and through
+// `ConfigClient::get` only if nothing but the stored value counts. It records through
+// `setIfChanged`, and never puts, applies or saves. After a failed read it returns; the changes
+// that it recorded stay. A parameter that the daemon does not hold reads as "No such file or
+// directory", a value like any other. Recorded values are sent as they are: each is one word, in
+// double quotes if it holds white space.
+
+/// For every write. Records the fixed value of each pinned parameter whose stored value has
+/// drifted. The pending value does not count: a user's write of a parameter that has not drifted
+/// goes through, and lasts until the next write of any parameter.
+void applyFixedSettings(ConfigClient& client, ChangeSet& changes);
+
+/// For every write. Records the total bitrate of each transport-stream multiplexer: the scaled,
+/// limited sum of its components. A multiplexer keeps its bitrate if it has no video encoder, or if
+/// its last one is not on H.264.
+void applyMuxBitrateRule(ConfigClient& client, ChangeSet& changes);
+
+/// For every write. Sets both video encoders' overlay copy if "venc2" feeds multiplexer 2's first
+/// component, and their automatic frame control if, in addition, both use H.264.
+void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes);
+
+/// Records the broadcast address of the written IP address or subnet mask (`name` tells which) and
+/// the stored other one. Records nothing if either is no IPv4 address.
+void updateBroadcastAddress(ConfigClient& client, ChangeSet& changes, ParameterPath name,
+                            std::string value);
+
+/// Routes both video encoders to video input `input`, a number, and moves the audio selections from
+/// the other input's audio encoder to this one's. Other selections stay.
+void applySingleInputRule(ConfigClient& client, ChangeSet& changes, std::string input);
+
+/// Carries the audio encoder chosen for any RTSP stream (a bare number, or "off") over to RTMP
+/// stream 1 and to the audio component of multiplexer 1.
+void applyStreamAudioRule(ConfigClient& client, ChangeSet& changes, std::string value);
+
+/// Switches the frame control of the encoder in `name` (".../vencN/frame_ctrl/rate") off for the
+/// written rate "1", and on for any other.
+void applyFrameRateRule(ConfigClient& client, ChangeSet& changes, ParameterPath name,
+                        std::string value);
