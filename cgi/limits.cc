@@ -1,8 +1,12 @@
 #include "cgi/limits.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -10,28 +14,14 @@
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
-#include <string>
 
 #include "config_client/trim.h"
 
-namespace {
-
-struct ResourceLimit {
-  const char* name;
-  decltype(RLIMIT_CPU) resource;
-  rlim_t unit;
-};
-
-constexpr ResourceLimit resourceLimits[] = {
-    {"cpu_limit", RLIMIT_CPU, 1},        // seconds
-    {"memory_limit", RLIMIT_AS, 1024},   // KB of address space
-    {"process_limit", RLIMIT_NPROC, 1},  // processes of the user, beyond which none is started
-};
-
 /// The largest number in a setting: as KB, it fits into 32 bits of bytes.
-constexpr unsigned largest = 2'000'000;
+static constexpr unsigned largest = 2'000'000;
 
-}  // namespace
+/// Seconds that an interrupted program has for its answer.
+static constexpr unsigned grace = 5;
 
 /// Leaves it to the limits alone to end a request. Web servers send SIGTERM when a browser cancels
 /// one, and a write would stop half way.
@@ -52,26 +42,44 @@ static unsigned parseNumber(const std::string& text) {
   return error == std::errc() && rest == end && number <= largest ? number : 0;
 }
 
-/// Sets the limit `name`. Returns false when there is none or `value` is no number for it.
-static bool setLimit(const std::string& name, const std::string& value) {
-  const unsigned number = parseNumber(value);
-  if (number == 0) return false;
-  if (name == "body_limit") {  // bytes
-    return setenv("CGICC_MAX_CONTENTLENGTH", value.c_str(), 1) == 0;
+extern "C" {
+static void endSoon(int /*signal*/) { alarm(grace); }
+}
+
+/// After that many seconds, the call that waits fails, and the request is answered with what is
+/// known by then. A program that does not yield is ended.
+static bool interruptAfter(unsigned seconds) {
+  struct sigaction action {};
+  action.sa_handler = endSoon;
+  action.sa_flags = SA_RESETHAND;  // and not SA_RESTART
+  alarm(seconds);
+  return sigaction(SIGALRM, &action, nullptr) == 0;
+}
+
+/// No soft limit below the hard one: its signal would leave a core file.
+static bool setHard(decltype(RLIMIT_CPU) resource, rlim_t value) {
+  const rlimit limit{value, value};
+  return setrlimit(resource, &limit) == 0;
+}
+
+/// Whether there is address space left for the work of a request.
+static bool hasRoom() {
+  constexpr std::size_t size = 1U << 20U;
+  void* const room = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return room != MAP_FAILED && munmap(room, size) == 0;
+}
+
+/// False when there is no such setting, with `errno` 0, or when the system refuses it.
+bool Limits::set(const std::string& name, unsigned number) {
+  errno = 0;
+  if (name == "body_limit") {
+    return setenv("CGICC_MAX_CONTENTLENGTH", std::to_string(number).c_str(), 1) == 0;
   }
-  if (name == "time_limit") {  // seconds until the reply, not for the child
-    alarm(number);
-    return true;
-  }
-  for (const ResourceLimit& entry : resourceLimits) {
-    if (name != entry.name) continue;
-    // No soft limit below the hard one: its signal would leave a core file.
-    const rlimit limit{number * entry.unit, number * entry.unit};
-    if (setrlimit(entry.resource, &limit) != 0) {
-      throw std::runtime_error("Cannot set " + name + ": " + std::strerror(errno));
-    }
-    return true;
-  }
+  if (name == "time_limit") return interruptAfter(number);
+  if (name == "child_limit") return (childSeconds = number) != 0;
+  if (name == "cpu_limit") return setHard(RLIMIT_CPU, number);
+  if (name == "memory_limit") return setHard(RLIMIT_AS, rlim_t{number} * 1024) && hasRoom();
+  if (name == "process_limit") return setHard(RLIMIT_NPROC, number);
   return false;
 }
 
@@ -80,19 +88,37 @@ static std::string trimmed(std::string text) {
   return text;
 }
 
-void applyLimits(const char* script) {
+static std::string reason() { return errno != 0 ? std::string(": ") + std::strerror(errno) : ""; }
+
+void Limits::apply(const char* script) {
+  path = script;
   setSignals();
   std::ifstream lines(script);
+  int number = 0;
   for (std::string line; std::getline(lines, line);) {
+    ++number;
     trim(line);
     if (line.empty() || line.front() == '#') continue;
-    const std::size_t equals = line.find('=');
-    if (equals == std::string::npos ||
-        !setLimit(trimmed(line.substr(0, equals)), trimmed(line.substr(equals + 1)))) {
-      throw std::runtime_error("Cannot set " + line);
+    const std::size_t equals = std::min(line.find('='), line.size() - 1);
+    const unsigned value = parseNumber(trimmed(line.substr(equals + 1)));
+    errno = 0;
+    if (value == 0 || !set(trimmed(line.substr(0, equals)), value)) {
+      throw std::runtime_error("Cannot set line " + std::to_string(number) + reason());
     }
   }
-  if (!lines.eof()) {
-    throw std::runtime_error("Cannot read " + std::string(script) + ": " + std::strerror(errno));
-  }
+  if (!lines.eof()) throw std::runtime_error("Cannot read " + std::string(script) + reason());
+}
+
+bool Limits::takeTurn() {
+  if (path == nullptr) return true;
+  turn = open(path, O_RDONLY | O_CLOEXEC);
+  return turn != -1 && flock(turn, LOCK_EX) == 0;
+}
+
+void Limits::beginApply(bool isChild) const {
+  if (path == nullptr) return;
+  static_cast<void>(std::signal(SIGALRM, SIG_DFL));
+  if (!isChild) return;
+  close(turn);
+  alarm(childSeconds);
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string_view>
@@ -16,12 +17,25 @@
 #include "write_service/write_request.h"
 
 /// Hands the request to one service; one that neither reads nor wholly writes gets no answer.
-static void dispatch(RequestFields fields) {
+static void dispatch(RequestFields fields, Limits& limits) {
   if (fields.read) {
     handleReadRequest(std::move(*fields.read));
   } else if (fields.write && fields.value) {
-    handleWriteRequest(std::move(*fields.write), std::move(*fields.value));
+    if (limits.takeTurn()) {
+      handleWriteRequest(std::move(*fields.write), std::move(*fields.value),
+                         [&limits](bool isChild) { limits.beginApply(isChild); });
+    } else {
+      writeInternalServerError();
+    }
   }
+}
+
+/// Answers a request that may be forged. The log gets none of its text but the method.
+static void refuse() {
+  const char* const method = std::getenv("REQUEST_METHOD");
+  syslog(LOG_WARNING, "Refused a %.16s request without X-Requested-With",
+         method != nullptr ? method : "nameless");
+  writeForbidden();
 }
 
 /// Opens each standard stream that the web server left closed on "/dev/null", so that the daemon's
@@ -33,9 +47,9 @@ static void openStandardStreams() {
   }
 }
 
-/// Whether this process is the interpreter of a script that sets limits, which names the program by
-/// this path. By its usual path it takes no script: a web server may pass on words of the query as
-/// arguments.
+/// Whether a script that sets limits started this process: its "#!" line names the program by a
+/// path that ends so. By its usual path the program takes no script, as a web server may pass words
+/// of the query as arguments.
 static bool isInterpreter(std::string_view path) {
   constexpr std::string_view end = "/limits/tzr4417.cgi";
   return path.size() >= end.size() && path.substr(path.size() - end.size()) == end;
@@ -49,16 +63,17 @@ int main(int argc, char** argv) {
   openStandardStreams();
   openlog("tzr4417.cgi", LOG_PID, LOG_USER);
   try {
+    Limits limits;
     if (argc > 0 && isInterpreter(argv[0])) {
-      applyLimits(argc > 1 ? argv[1] : "");
+      limits.apply(argc > 1 ? argv[1] : "");
       if (mayBeForged()) {
-        writeForbidden();
+        refuse();
         return 0;
       }
     }
     if (bodyExceedsLimit()) return 1;
     const cgicc::Cgicc request;
-    dispatch(readFields(request));
+    dispatch(readFields(request), limits);
   } catch (const std::exception& e) {
     syslog(LOG_ERR, "Caught exception %s", e.what());
     writeInternalServerError();

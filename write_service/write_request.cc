@@ -52,21 +52,24 @@ static void letGo(std::FILE* stream, const char* mode) {
 }
 
 /// Ends the calling process and goes on in a child that has let go of the web server's streams, so
-/// that the response is complete now; without a child, goes on in the calling process.
-static void detach() {
+/// that the response is complete now. Without a child, goes on in the calling process and returns
+/// false.
+static bool detach() {
   const pid_t child = fork();
   if (child > 0) std::exit(0);
   if (child < 0) {
     syslog(LOG_WARNING, "Failed to fork child process, continuing in parent process");
-    return;
+    return false;
   }
   setsid();
   letGo(stdin, "r");
   letGo(stdout, "a");
   letGo(stderr, "a");
+  return true;
 }
 
-void handleWriteRequest(ParameterPath name, std::string value) {
+void handleWriteRequest(ParameterPath name, std::string value,
+                        const std::function<void(bool isChild)>& beforeApply) {
   ConfigClient client;
   if (!client.isConnected()) {
     writeInternalServerError();
@@ -89,7 +92,7 @@ void handleWriteRequest(ParameterPath name, std::string value) {
     std::cout << reply << std::endl;
   }
 
-  detach();
+  beforeApply(detach());
   client.apply(reply);
   logReply("apply", reply);
   client.save(reply);

@@ -1,15 +1,18 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "write_service/change_set.h"
 
 /// Stores `value` for `name` together with the parameters that must change with it, answers on
-/// standard output, and has a detached child apply and save the configuration.
+/// standard output, and has a detached child apply and save the configuration. `beforeApply` is
+/// called in that child or, with false, in the calling process if it could not fork.
 ///
 /// Answers 500 and returns when the daemon cannot be reached. Otherwise the reply is one line of
-/// JSON, or 500 when a put fails, and then the calling process ends here with exit status 0: what
-/// returns is the child, or the caller itself if it could not fork. Throws, with nothing written,
-/// when `name` or `value` would break the request line or is too short for the rule that its
-/// beginning selects.
-void handleWriteRequest(ParameterPath name, std::string value);
+/// JSON, or 500 when a put fails, and then the calling process ends here with exit status 0: only
+/// the child returns or, without a fork, the caller. Throws, with nothing written, when `name` or
+/// `value` would break the request line or is too short for the rule that its beginning selects.
+void handleWriteRequest(
+    ParameterPath name, std::string value,
+    const std::function<void(bool isChild)>& beforeApply = [](bool) {});

@@ -5,8 +5,11 @@
 # Bytes of a request's body. All parameters of an encoder in one read take half of it.
 body_limit = 16384
 
-# Seconds until the reply is complete. The child that applies and saves may take longer.
+# Seconds until the answer, which then holds what is known: a read the values so far, a write 500.
 time_limit = 30
+
+# Seconds for the child that applies and saves after a write. A slow apply must not lose its save.
+child_limit = 300
 
 # Seconds of processor time, for the program and again for the child.
 cpu_limit = 2
