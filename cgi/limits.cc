@@ -20,7 +20,7 @@
 /// The largest number in a setting: as KB, it fits into 32 bits of bytes.
 static constexpr unsigned largest = 2'000'000;
 
-/// Seconds that an interrupted program has for its answer.
+/// Seconds of an interrupted program for its answer.
 static constexpr unsigned grace = 5;
 
 /// Leaves it to the limits alone to end a request. Web servers send SIGTERM when a browser cancels
@@ -34,7 +34,7 @@ static void setSignals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// The number that `text` is, or 0 when it is none from 1 to the largest.
+/// The number in `text`, or 0 unless it is one from 1 to the largest.
 static unsigned parseNumber(const std::string& text) {
   unsigned number = 0;
   const char* const end = text.data() + text.size();
@@ -46,8 +46,8 @@ extern "C" {
 static void endSoon(int /*signal*/) { alarm(grace); }
 }
 
-/// After that many seconds, the call that waits fails, and the request is answered with what is
-/// known by then. A program that does not yield is ended.
+/// After `seconds`, fails the call in progress, so that the answer goes out with the values known
+/// by then. The grace then ends a program still at work.
 static bool interruptAfter(unsigned seconds) {
   struct sigaction action {};
   action.sa_handler = endSoon;

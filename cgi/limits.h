@@ -2,16 +2,16 @@
 
 #include <string>
 
-/// The limits that a script sets for one request, if the program is that script's interpreter.
-/// Without `apply` nothing is limited, and writes take no turns.
+/// The limits of one request, from the script with this program as its interpreter. Without `apply`
+/// nothing is limited, and writes take no turns.
 class Limits {
  public:
   /// Puts the settings of `script` in force, each a line "NAME = NUMBER" among comments and empty
   /// lines. They limit this process and the child of a write, not the web server. From here on,
-  /// SIGTERM and SIGHUP are ignored, so that nothing but a limit ends a request.
+  /// SIGTERM and SIGHUP are ignored: only a limit ends a request.
   ///
-  /// Throws `std::runtime_error`, with the number of the line and never its text, for a line that
-  /// is no setting or that the system refuses, and for a script that cannot be read. The lines
+  /// Throws `std::runtime_error` for a line without a setting, a setting refused by the system, and
+  /// an unreadable script. The text names the line by its number and never quotes it. The lines
   /// before it are in force then.
   void apply(const char* script);
 
@@ -20,9 +20,9 @@ class Limits {
   /// had.
   [[nodiscard]] bool takeTurn();
 
-  /// For the process that applies and saves after the answer to a write: from here on, time ends it
-  /// rather than interrupts it, as an interrupted apply would pass for a finished one. A child gets
-  /// its own time limit, and leaves the turn to the process that answers.
+  /// Call this after the answer to a write, before apply and save. From here on the time limit ends
+  /// the process: an interrupted apply would pass for a finished one. A child gets a time limit of
+  /// its own and leaves the turn to its parent.
   void beginApply(bool isChild) const;
 
  private:

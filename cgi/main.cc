@@ -16,7 +16,8 @@
 #include "read_service/read_request.h"
 #include "write_service/write_request.h"
 
-/// Hands the request to one service; one that neither reads nor wholly writes gets no answer.
+/// Hands the request to one service. A request without "read" or both "write" and "value" gets no
+/// answer.
 static void dispatch(RequestFields fields, Limits& limits) {
   if (fields.read) {
     handleReadRequest(std::move(*fields.read));
@@ -30,7 +31,7 @@ static void dispatch(RequestFields fields, Limits& limits) {
   }
 }
 
-/// Answers a request that may be forged. The log gets none of its text but the method.
+/// Refuses a request that may be forged. Of its text, only the method is logged.
 static void refuse() {
   const char* const method = std::getenv("REQUEST_METHOD");
   syslog(LOG_WARNING, "Refused a %.16s request without X-Requested-With",
@@ -38,8 +39,8 @@ static void refuse() {
   writeForbidden();
 }
 
-/// Opens each standard stream that the web server left closed on "/dev/null", so that the daemon's
-/// connection cannot take its place.
+/// Opens each closed standard stream on "/dev/null". Otherwise the daemon's connection would take
+/// its number.
 static void openStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     // The lowest free number is `stream`, as all below it are open.
@@ -47,18 +48,18 @@ static void openStandardStreams() {
   }
 }
 
-/// Whether a script that sets limits started this process: its "#!" line names the program by a
-/// path that ends so. By its usual path the program takes no script, as a web server may pass words
-/// of the query as arguments.
+/// Whether a script with limits started this process: its "#!" line names the program by a path
+/// with this end. By its usual path the program takes no script, as a web server may pass words of
+/// the query as arguments.
 static bool isInterpreter(std::string_view path) {
   constexpr std::string_view end = "/limits/tzr4417.cgi";
   return path.size() >= end.size() && path.substr(path.size() - end.size()) == end;
 }
 
-/// The one place that catches exceptions. What a service wrote before one stays, and the 500 reply
-/// follows it.
+/// The only place to catch exceptions. Output written before one stays, and the 500 reply follows
+/// it.
 int main(int argc, char** argv) {
-  // A browser that has gone must not end a write between its puts and its save.
+  // If the browser leaves, a write must not end between its puts and its save.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   openStandardStreams();
   openlog("tzr4417.cgi", LOG_PID, LOG_USER);

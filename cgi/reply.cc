@@ -19,7 +19,7 @@ void writeForbidden() {
 
 void writeJsonHeader() { cgicc::HTTPContentHeader("application/json").render(std::cout); }
 
-/// The letter that stands for `byte` after a backslash, or 0 for a byte that stands for itself.
+/// The letter for `byte` after a backslash, or 0 if `byte` stands for itself.
 static char escapeLetter(char byte) {
   switch (byte) {
     case '"':

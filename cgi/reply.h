@@ -7,7 +7,7 @@
 void writeBadRequest();
 void writeInternalServerError();
 
-/// Writes a status reply that says in its body which header is missing.
+/// Writes a status reply whose body names the missing header.
 void writeForbidden();
 
 /// Writes the header of a JSON reply to standard output; the document follows directly.

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-/// The first field of that name, or null.
+/// The first field with this name, or null.
 static const cgicc::FormEntry* find(const cgicc::Cgicc& request, const char* name) {
   const auto field = request.getElement(name);
   return field != request.getElements().end() ? &*field : nullptr;
@@ -28,7 +28,7 @@ bool bodyExceedsLimit() {
   const char* length = std::getenv("CONTENT_LENGTH");
   if (limit == nullptr || method == nullptr || length == nullptr) return false;
   if (strcasecmp(method, "post") != 0 && strcasecmp(method, "put") != 0) return false;
-  // Both converted as cgicc does it, so that a negative number is a very large one.
+  // Both are converted as in cgicc: a negative number becomes a very large one.
   return static_cast<unsigned long>(std::atol(length)) >
          static_cast<unsigned long>(std::atoi(limit));
 }

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-/// The form fields that the program acts on; one that the request lacks is empty.
+/// The form fields of a request, empty if missing. All others are ignored.
 struct RequestFields {
   std::optional<std::string> read;   ///< without its carriage returns and line feeds
   std::optional<std::string> write;  ///< as decoded
@@ -16,9 +16,8 @@ struct RequestFields {
 /// the body comes before the query string.
 RequestFields readFields(const cgicc::Cgicc& request);
 
-/// Whether the request has a body that is longer than the environment's CGICC_MAX_CONTENTLENGTH.
-/// Ask before constructing `cgicc::Cgicc`, which throws for such a body or, in older releases, ends
-/// the process.
+/// Whether the request's body is longer than CGICC_MAX_CONTENTLENGTH in the environment. Ask before
+/// constructing `cgicc::Cgicc`: for such a body it throws or, in older releases, ends the process.
 bool bodyExceedsLimit();
 
 /// Whether a page of another site may have made the browser send this request, with the user's

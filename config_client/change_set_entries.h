@@ -10,11 +10,11 @@
 
 using ChangeSetEntries = std::vector<std::pair<ParameterPath, std::string>>;
 
-/// The entries of `changes` that `names` lists; a name that `changes` lacks is passed over.
+/// The entries of `changes` listed in `names`. Other names are skipped.
 ChangeSet selectEntries(const ChangeSet& changes, const std::vector<ParameterPath>& names);
 
-/// The entries of `other`, in order, whose name `base` holds with a different value.
+/// The entries of `other`, in order, with another value in `base`.
 ChangeSetEntries changedEntries(const ChangeSet& base, const ChangeSet& other);
 
-/// The entries of `other`, in order, whose name `base` does not hold.
+/// The entries of `other`, in order, with a name unknown to `base`.
 ChangeSetEntries addedEntries(const ChangeSet& base, const ChangeSet& other);

@@ -7,15 +7,15 @@
 #include "config_client/uds_connection.h"
 #include "write_service/change_set.h"
 
-/// The daemon's whole answer about a parameter that it does not hold.
+/// The daemon's whole answer about an unknown parameter.
 inline constexpr std::string_view noSuchParameter = "No such file or directory";
 
 /// The configuration daemon's commands, over one connection of its own.
 ///
 /// A client never reconnects: after a transport failure it sends nothing more and every operation
-/// fails. A client that was moved from has no socket, and its operations fail too. An answer that
-/// reports an error is an answer like any other, and the operation succeeds. Names and values go
-/// out as they are, unquoted. Every operation blocks until the daemon has answered.
+/// fails. A moved-from client has no socket, and its operations fail too. If the daemon answers
+/// with a complaint, the operation has succeeded. Names and values go out as they are, unquoted.
+/// Every operation blocks until the daemon has answered.
 class ConfigClient {
  public:
   /// Connects and consumes the greeting; `isConnected` tells the outcome.
@@ -24,8 +24,8 @@ class ConfigClient {
   [[nodiscard]] bool isConnected() const;
 
   /// Reads one parameter, without the white space around it; the daemon's "No such file or
-  /// directory" arrives as a value. On failure `value` holds, trimmed, what it held before
-  /// or the part of the reply that arrived; without a socket it is untouched.
+  /// directory" arrives as a value. On failure `value` holds, trimmed, its former text or the part
+  /// of the reply received so far; without a socket it is untouched.
   bool get(const ParameterPath& name, std::string& value);
 
   /// Writes all of `changes` in order, and ends at the first failed exchange, with no way back for

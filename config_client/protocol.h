@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
-/// Where the configuration daemon listens.
+/// The socket of the configuration daemon.
 inline constexpr char socketPath[] = "/tmp/cffs_uds";
 
 /// Ends the greeting and every reply of the daemon.

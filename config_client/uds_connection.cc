@@ -47,8 +47,8 @@ bool UdsConnection::sendLine(std::string line) {
   if (fd == -1) return false;
   if (line.empty()) return true;
   if (line.back() != requestTerminator) line += requestTerminator;
-  // A short count passes as success: requests are single short lines. Without MSG_NOSIGNAL a
-  // daemon that has gone away would end the program before it can answer the browser.
+  // A short count passes as success: requests are single short lines. Without MSG_NOSIGNAL, a lost
+  // daemon would end the program before it can answer the browser.
   if (send(fd, line.data(), line.size(), MSG_NOSIGNAL) < 0) return fail(UdsStatus::WriteFailed);
   return succeed();
 }
@@ -87,7 +87,7 @@ bool UdsConnection::succeed() {
   return true;
 }
 
-/// Keeps the error number of the call that just failed, then gives the socket up.
+/// Keeps the error number of the failed call, then closes the socket.
 bool UdsConnection::fail(UdsStatus failure) {
   status = failure;
   savedErrno = errno;

@@ -18,20 +18,20 @@ class UdsConnection {
   UdsConnection& operator=(const UdsConnection&) = delete;
 
   /// Closes an open socket and connects anew; `isOpen` tells the outcome. Public for callers
-  /// besides this program, which never reconnects.
+  /// besides this program: it never reconnects.
   void open();
 
-  /// Closes the socket, if one is held; the status stays what it was.
+  /// Closes the socket, if it is open; the status stays.
   void close();
 
   [[nodiscard]] bool isOpen() const { return fd >= 0; }
 
-  /// Sends `line`, with a carriage return added unless it ends in one. An empty line is a success
-  /// that sends nothing. False when closed before, or by a failure now.
+  /// Sends `line`, with a carriage return added unless it ends in one. An empty line sends nothing
+  /// and succeeds. False when closed before, or by a failure now.
   bool sendLine(std::string line);
 
   /// Leaves in `reply` the text before the daemon's prompt, untrimmed. False on failure: `reply`
-  /// then holds what had arrived, or is untouched if the connection was closed before.
+  /// then holds the text received so far, or is untouched if the connection was closed before.
   bool readReply(std::string& reply);
 
   /// One exchange, `sendLine` then `readReply`; `reply` is untouched if the request was not sent.

@@ -31,7 +31,7 @@ std::string nextLine() {
   return line;
 }
 
-// The names that the linker's --wrap asks for.
+// The names expected by the linker's --wrap.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {
 

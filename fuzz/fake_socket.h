@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-// The daemon of a fuzz target: stands in for the socket calls of the process, which the linker
-// leads here. Where what it serves ends, every receive fails with a reset.
+// The daemon of a fuzz target: replaces the socket calls of the process, by the linker's --wrap. At
+// the end of its bytes, every receive fails with a reset.
 
 /// Replies come from these bytes as they are, in pieces whose sizes they choose too.
 void serveBytes(const std::uint8_t* data, std::size_t size);
@@ -13,5 +13,5 @@ void serveBytes(const std::uint8_t* data, std::size_t size);
 /// Each request is answered with the next line of these bytes as its value.
 void serveLines(const std::uint8_t* data, std::size_t size);
 
-/// Takes the next line of what is served.
+/// Takes the next line of the bytes.
 std::string nextLine();

@@ -20,7 +20,7 @@ struct Mux {
 
 }  // namespace
 
-// Bitrates are texts that a user may set to anything; sums and products wrap in 32 bits.
+// Bitrates are texts, set by users to anything. Sums and products wrap in 32 bits.
 
 static std::int32_t add(std::int32_t a, std::int32_t b) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));

@@ -17,16 +17,16 @@ ParameterPath videoInputPath(int input, const char* parameter);
 /// A parameter of analogue audio input 1, 2, ...
 ParameterPath analogAudioInputPath(int input, const char* parameter);
 
-/// A parameter of the encoder of that name, such as "aenc3".
+/// A parameter of an encoder, given by its name, such as "aenc3".
 ParameterPath encoderPath(const std::string& encoder, const char* parameter);
 
-/// All that stands before a video encoder's number.
+/// The path of a video encoder up to its number.
 ParameterPath videoEncoderPrefix();
 
 /// A parameter of video encoder 1 or 2.
 ParameterPath videoEncoderPath(int number, const char* parameter);
 
-/// All that stands before the number of a stream of the output "rtsp" or "rtmp".
+/// The path of a stream up to its number; `output` is "rtsp" or "rtmp".
 ParameterPath streamPrefix(const char* output);
 
 /// A parameter of stream 1, 2, ... of an output.
@@ -35,5 +35,5 @@ ParameterPath streamPath(const char* output, int stream, const char* parameter);
 /// A parameter of transport-stream multiplexer 1 or 2.
 ParameterPath muxPath(int mux, const std::string& parameter);
 
-/// The name of the encoder that feeds component 1, 2 or 3 of a multiplexer.
+/// The name of the encoder for component 1, 2 or 3 of a multiplexer.
 ParameterPath muxComponentEncoderPath(int mux, int component);

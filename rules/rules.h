@@ -5,18 +5,18 @@
 #include "config_client/config_client.h"
 #include "write_service/change_set.h"
 
-// The rules: the parameters that a write changes besides the one it names.
+// The rules: each changes parameters besides the written one.
 //
-// A rule reads through `getEffectiveValue`, which sees the changes recorded before it, and through
-// `ConfigClient::get` only if nothing but the stored value counts. It records through
-// `setIfChanged`, and never puts, applies or saves. After a failed read it returns; the changes
-// that it recorded stay. A parameter that the daemon does not hold reads as "No such file or
-// directory", a value like any other. Recorded values are sent as they are: each is one word, in
-// double quotes if it holds white space.
+// A rule reads through `getEffectiveValue`, and so sees the changes recorded before it. It reads
+// through `ConfigClient::get` only if the stored value alone counts. It records through
+// `setIfChanged`, and never puts, applies or saves. If a read fails, it returns; its recorded
+// changes stay. A parameter unknown to the daemon reads as "No such file or directory", a value
+// like any other. Recorded values are sent unchanged: each is one word, in double quotes if it
+// holds white space.
 
-/// For every write. Records the fixed value of each pinned parameter whose stored value has
-/// drifted. The pending value does not count: a user's write of a parameter that has not drifted
-/// goes through, and lasts until the next write of any parameter.
+/// For every write. Records the fixed value of each pinned parameter if its stored value has
+/// drifted. The pending value does not count: a user's write to a pinned parameter goes through if
+/// it has not drifted, and lasts until the next write of any parameter.
 void applyFixedSettings(ConfigClient& client, ChangeSet& changes);
 
 /// For every write. Records the total bitrate of each transport-stream multiplexer: the scaled,

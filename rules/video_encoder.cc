@@ -26,7 +26,7 @@ void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes) {
 
 void applyFrameRateRule(ConfigClient& client, ChangeSet& changes, ParameterPath name,
                         std::string value) {
-  // The encoder's number is one character, whatever it is.
+  // The encoder's number may be any one character.
   name = name.substr(0, videoEncoderPath(1, "/frame_ctrl/").size()) + "enable";
   setIfChanged(client, changes, name, yesOrNo(value != "1"));
 }

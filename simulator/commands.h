@@ -13,6 +13,6 @@
 ///   apply           nothing: there is no hardware
 ///   save            writes the tree to its file
 ///
-/// A parameter that the tree lacks gives "No such file or directory"; everything else that cannot
-/// be done gives one line that says so. No such line holds the prompt text.
+/// An unknown parameter gives "No such file or directory"; any other failure gives one line with
+/// its reason. No such line holds the prompt text.
 std::string answer(ParameterTree& tree, const std::vector<std::string>& words);

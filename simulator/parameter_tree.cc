@@ -19,7 +19,7 @@
 
 namespace {
 
-/// A file descriptor that closes itself.
+/// A file descriptor, closed on destruction.
 struct Descriptor {
   explicit Descriptor(int number) : fd(number) {}
   Descriptor(const Descriptor&) = delete;
@@ -75,7 +75,7 @@ static void replaceFile(const std::string& name, const std::string& text) {
 
 static constexpr std::string_view promptInValue = "Value holds the prompt text";
 
-// The real path is kept, so that saving does not replace a symbolic link to the file.
+// Keep the real path: saving must not replace a symbolic link to the file.
 ParameterTree::ParameterTree(const std::string& fileName)
     : file(std::filesystem::weakly_canonical(fileName).string()) {
   const std::string text = readFile(fileName);

@@ -9,23 +9,23 @@
 /// The appliance's parameters, kept in a text file.
 ///
 /// Each parameter has a line: its path, blanks and its value, both as `WordSplitter` takes words,
-/// so that a quoted value may run over several lines. Lines that are empty or begin with a '#' are
-/// comments. No value holds the prompt text, which would cut the daemon's reply short.
+/// so a quoted value may run over several lines. Empty lines and lines with a leading '#' are
+/// comments. No value holds the prompt text: it would cut the daemon's reply short.
 class ParameterTree {
  public:
-  /// Throws `std::runtime_error`: "FILE:LINE: what is wrong", with the line on which the parameter
-  /// begins, or "FILE: why" for a file that cannot be read.
+  /// Throws `std::runtime_error`: "FILE:LINE: REASON" with the first line of a malformed parameter,
+  /// or "FILE: REASON" for an unreadable file.
   explicit ParameterTree(const std::string& fileName);
 
-  /// The value, or null for a path that the tree lacks. Good until that value is replaced.
+  /// The value, or null for an unknown path. Good until the value is replaced.
   const std::string* get(const std::string& path) const;
 
-  /// Replaces a value, in memory only. Returns nothing, or why it has changed nothing.
+  /// Replaces a value, in memory only. Returns the reason if it has changed nothing.
   std::string_view put(const std::string& path, const std::string& value);
 
-  /// Writes the tree, comments and order as they were, to a new file of the same mode that replaces
-  /// the old one: a crash leaves one of the two, whole. Throws `std::system_error` on failure. The
-  /// old file is then untouched, unless all that failed is the sync of its folder.
+  /// Writes the tree, with its comments and in its order, to a new file of the same mode, then
+  /// replaces the old file: a crash leaves one of the two, whole. Throws `std::system_error` on
+  /// failure. The old file is then untouched, unless only the sync of its folder failed.
   void save() const;
 
  private:

@@ -18,7 +18,7 @@
 
 using Protocol = asio::local::stream_protocol;
 
-/// The status of what is at `path`, links not followed, or nothing.
+/// The status of the file at `path`, links not followed, or nothing.
 static std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
@@ -40,7 +40,7 @@ static void removeStaleSocket(asio::io_context& context, const std::string& path
 }
 
 static Protocol::acceptor listenAt(asio::io_context& context, const std::string& path) {
-  // An empty path would bind to a name that no client can guess.
+  // An empty path would bind to a random name.
   if (path.empty()) throw std::runtime_error("The path of the socket is empty");
   try {
     const Protocol::endpoint endpoint(path);

@@ -23,7 +23,7 @@ void Session::receive() {
   });
 }
 
-/// Answers the next whole request of what has been received; if there is none, receives more.
+/// Answers the next whole request in `unread`; if there is none, receives more.
 void Session::serve() {
   while (!unread.empty()) {
     const char byte = unread.front();
@@ -38,7 +38,7 @@ void Session::serve() {
   receive();
 }
 
-/// Whether the client waits for the answer to a request that its quoting leaves open.
+/// Whether the client waits for the answer to a request with an open quote.
 bool Session::endsOpenQuote(char byte) {
   std::error_code unknown;
   return byte == requestTerminator && request.quoteIsOpen() && unread.empty() &&

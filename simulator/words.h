@@ -7,7 +7,7 @@
 
 /// Splits one line into words, a byte at a time.
 ///
-/// Blanks separate words. A word that begins with a double quote runs to the next one and is taken
+/// Blanks separate words. A word with a leading double quote runs to the next one and is taken
 /// without the two: it may be empty and hold anything else, line ends included. Elsewhere a double
 /// quote is an ordinary character.
 class WordSplitter {
@@ -15,18 +15,18 @@ class WordSplitter {
   /// A line ends at `lineEnd` outside quotes. Every other white space is a blank.
   explicit WordSplitter(char lineEnd) : end(lineEnd) {}
 
-  /// Takes `byte`; true when it ends the line.
+  /// Takes `byte`; true at the end of the line.
   bool add(char byte);
 
   [[nodiscard]] bool quoteIsOpen() const { return state == State::Quoted; }
 
-  /// What is wrong with the quoting of a line that has ended, or nothing.
+  /// The fault in the quoting of a complete line, or nothing.
   [[nodiscard]] std::string_view error() const;
 
   /// Meaningful only without an error.
   [[nodiscard]] const std::vector<std::string>& words() const { return found; }
 
-  /// How many bytes the line has so far.
+  /// The bytes of the line so far.
   [[nodiscard]] std::size_t size() const { return count; }
 
   /// Makes ready for the next line.
@@ -41,6 +41,6 @@ class WordSplitter {
   std::vector<std::string> found;
 };
 
-/// A spelling that a `WordSplitter`, whatever its line end, takes as the single word `word`. There
-/// is one for every word that a `WordSplitter` has given out.
+/// A spelling of `word` as a single word for every `WordSplitter`. Every word from a `WordSplitter`
+/// has one.
 std::string quoteIfNeeded(const std::string& word);

@@ -12,12 +12,12 @@ static bool isNumbered(const ParameterPath& name, const std::string& prefix,
          name.compare(prefix.size() + 1, suffix.size(), suffix) == 0;
 }
 
-/// Runs the one rule, if any, that the written parameter triggers: the first that matches.
+/// Runs the rule triggered by the written parameter, if any: the first match.
 static void applyTriggeredRule(ConfigClient& client, ChangeSet& changes, const ParameterPath& name,
                                const std::string& value) {
   const std::string single = "single";
   if (name == videoInputModePath && value.compare(0, single.size(), single) == 0) {
-    // One separating character, whatever it is, precedes the input's number.
+    // Any one character separates the input's number.
     applySingleInputRule(client, changes, value.substr(single.size() + 1, 1));
   } else if (isNumbered(name, videoEncoderPrefix(), "/frame_ctrl/rate")) {
     applyFrameRateRule(client, changes, name, value);

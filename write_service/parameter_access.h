@@ -5,7 +5,7 @@
 #include "config_client/config_client.h"
 #include "write_service/change_set.h"
 
-/// Logs that `path` is to become `value`.
+/// Logs the new `value` of `path`.
 void logSetting(const ParameterPath& path, const std::string& value);
 
 /// Reads `path` as it will be after the request: the pending value, or else the daemon's. False on
@@ -14,7 +14,7 @@ bool getEffectiveValue(ConfigClient& client, const ChangeSet& changes, const Par
                        std::string& value);
 
 /// Compares the daemon's stored value of `path`, never the pending one. Records and logs `newValue`
-/// where the stored value differs from it or, with an `expected` value, where the stored value
-/// equals that. False on a transport failure, with nothing recorded.
+/// if the stored value differs from it; with `expected`, only if the stored value is `expected`.
+/// False on a transport failure, with nothing recorded.
 bool setIfChanged(ConfigClient& client, ChangeSet& changes, const ParameterPath& path,
                   const std::string& newValue, const std::string& expected = {});

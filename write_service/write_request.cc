@@ -13,8 +13,8 @@
 #include "write_service/dependent_changes.h"
 #include "write_service/parameter_access.h"
 
-/// Throws for a line break that would split the request line: a name is never quoted, and a double
-/// quote in a value ends the quotes around it.
+/// Throws for a line break outside quotes, since it would split the request line: a name is never
+/// quoted, and a double quote in a value ends the quotes around it.
 static void refuseLineBreaks(const ParameterPath& name, const std::string& value) {
   const char* const lineBreaks = "\r\n";
   if (name.find_first_of(lineBreaks) != std::string::npos) {
@@ -46,14 +46,13 @@ static void logReply(const char* command, const std::string& reply) {
   if (!reply.empty()) syslog(LOG_INFO, "Reply from \"%s\": %s", command, reply.c_str());
 }
 
-/// Takes `stream` from the web server. Where "/dev/null" cannot be opened, the stream is closed.
+/// Takes `stream` from the web server. If "/dev/null" cannot be opened, the stream is closed.
 static void letGo(std::FILE* stream, const char* mode) {
   [[maybe_unused]] const std::FILE* reopened = std::freopen("/dev/null", mode, stream);
 }
 
-/// Ends the calling process and goes on in a child that has let go of the web server's streams, so
-/// that the response is complete now. Without a child, goes on in the calling process and returns
-/// false.
+/// Ends the calling process and goes on in a child without the web server's streams, so that the
+/// response is complete now. If the fork fails, goes on in the calling process and returns false.
 static bool detach() {
   const pid_t child = fork();
   if (child > 0) std::exit(0);

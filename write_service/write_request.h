@@ -5,14 +5,14 @@
 
 #include "write_service/change_set.h"
 
-/// Stores `value` for `name` together with the parameters that must change with it, answers on
-/// standard output, and has a detached child apply and save the configuration. `beforeApply` is
-/// called in that child or, with false, in the calling process if it could not fork.
+/// Stores `value` for `name` together with its dependent parameters, answers on standard output,
+/// and has a detached child apply and save the configuration. `beforeApply` is called in that child
+/// or, with false, in the calling process if it could not fork.
 ///
 /// Answers 500 and returns when the daemon cannot be reached. Otherwise the reply is one line of
 /// JSON, or 500 when a put fails, and then the calling process ends here with exit status 0: only
 /// the child returns or, without a fork, the caller. Throws, with nothing written, when `name` or
-/// `value` would break the request line or is too short for the rule that its beginning selects.
+/// `value` would break the request line or lacks the number expected by a rule.
 void handleWriteRequest(
     ParameterPath name, std::string value,
     const std::function<void(bool isChild)>& beforeApply = [](bool) {});
