@@ -1,0 +1,49 @@
+# shellcheck shell=bash
+# For the scripts of this folder, which source it first: . "$(dirname "$0")/common.sh"
+#
+# Goes to the project's folder; `caller` is the folder before. With --help alone it prints the comment
+# at the script's head. A signal ends the script through its EXIT trap.
+set -euo pipefail
+# shellcheck disable=SC2034
+caller=$PWD
+cd -P "$(dirname "$0")/.."
+
+trap 'exit 129' HUP
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+usage() {
+  sed -n '2,/^[^#]/ s/^# \{0,1\}//p' "scripts/${0##*/}"
+}
+
+fail() {
+  printf '%s: %s\n' "${0##*/}" "$*" >&2
+  exit 1
+}
+
+# For arguments that the script does not take.
+refuse_arguments() {
+  usage >&2
+  exit 2
+}
+
+# configure FOLDER ARGUMENT...: prepares a build there. CMake refuses a folder whose checkout has moved,
+# so its settings go then.
+configure() {
+  local folder=$1
+  shift
+  if ! grep -qsFx "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$folder/CMakeCache.txt"; then
+    rm -rf "$folder/CMakeCache.txt" "$folder/CMakeFiles"
+  fi
+  cmake -B "$folder" "$@" >/dev/null
+}
+
+# build FOLDER [ARGUMENT...]: builds what was configured there.
+build() {
+  cmake --build "$1" --parallel "$(nproc)" "${@:2}"
+}
+
+if [[ $* == --help ]]; then
+  usage
+  exit
+fi
