@@ -1,115 +1,187 @@
-// The client of the appliance's configuration program, for any page.
+// The client of the appliance's configuration program, for any page; with a whole address for Node.
 
 /// What a failed call throws. Its `kind` tells what became of the request:
-/// - `daemon`: the configuration daemon does not run, nothing was stored
-/// - `refused`: it was not carried out
-/// - `broken`: the answer is cut off or missing, or the connection broke while values were put: of a
-///   write, some of the values may be stored
-/// - `silent`: no answer, or one of the web server's own: unknown what became of a write
+/// - `daemon`: the configuration daemon cannot be reached; nothing was stored
+/// - `refused`: the web server, the program or this module refused it; nothing was stored
+/// - `broken`: an answer began and is not whole, or the connection to the daemon broke; a write may
+///   be stored in part
+/// - `silent`: the program gave no answer; nobody knows what became of a write
+///
+/// A transfer that breaks off within an answer is `broken`: busybox httpd ends a cut-off answer like
+/// a whole one, so nobody can tell it from a short answer.
+///
+/// `status` is the HTTP status, if there was one. `cause` is the error of `fetch` or of the JSON
+/// parser, or the `Response` with that status.
 export class ApplianceError extends Error {
-  constructor(kind, message) {
-    super(message);
+  constructor(kind, message, options = {}) {
+    super(message, options);
     this.name = 'ApplianceError';
     this.kind = kind;
+    this.status = options.status;
   }
 }
 
-/// Whether the name comes back as it went out. Half a surrogate pair would not.
-const canBeAsked = (name) => /^[^ ,"\\\p{Cc}\p{Cs}]+$/u.test(name);
+const bodyLimit = 16384; // bytes: the `body_limit` of the script that an appliance comes with
 
+/// Half a surrogate pair would reach the appliance as another character.
+function checkText(text) {
+  if (typeof text !== 'string' || /\p{Cs}/u.test(text)) throw new TypeError(`Not a text: ${text}`);
+}
+
+function checkSeconds(seconds) { // a timer takes 31 bits of milliseconds
+  if (!(seconds > 0 && seconds < 2 ** 31 / 1000)) throw new TypeError(`Not a time: ${seconds}`);
+}
+
+/// Whether the name comes back in the answer as it went out.
+const canBeAsked = (name) => /^[^ ,"\\\p{Cc}]+$/u.test(name);
+
+/// Slashes and commas need no escaping, and names are full of them.
+const encode = (text) => encodeURIComponent(text).replaceAll('%2F', '/').replaceAll('%2C', ',');
+
+/// The bodies of the requests that read all the names, each below the limit.
+function readBodies(names) {
+  const bodies = [];
+  for (const name of names.map(encode)) {
+    const longer = `${bodies.at(-1)},${name}`;
+    if (bodies.length && longer.length < bodyLimit) bodies[bodies.length - 1] = longer;
+    else bodies.push(`read=${name}`);
+  }
+  return bodies;
+}
+
+/// Sends one request at a time, in the order of the calls; a failed one lets the next one go.
 export class Appliance {
   #address;
   #seconds;
   #last = Promise.resolve();
 
-  /// `seconds` is how long an answer may take. The page's origin holds no password, which `fetch`
-  /// would refuse in an address.
+  /// `seconds` is how long an answer may take, from the moment the request is sent.
   constructor(url = '/cgi-bin/tzr4417.cgi', seconds = 35) {
-    this.#address = new URL(url, location.origin);
+    checkSeconds(seconds);
+    this.#address = new URL(url, globalThis.location?.href);
+    this.#address.username = this.#address.password = ''; // `fetch` refuses a password in it
     this.#seconds = seconds;
   }
 
-  /// Gives `values`, a Map in the order of the names, each once, and `invalid`, the names that
-  /// could not be read: after a connection that broke midway, all that were left.
-  async read(names) {
-    const wanted = [...new Set(names)];
+  /// Gives `values`, a Map in the order of the names, each once, and `invalid`, the names that could
+  /// not be read: after a connection that broke midway, all the rest. A long list takes several
+  /// requests; if one of them fails, the call fails.
+  async read(names, options) {
+    if (typeof names === 'string') throw new TypeError('The names are a list');
+    const wanted = [...new Set([...names])];
+    wanted.forEach(checkText);
     const asked = wanted.filter(canBeAsked);
-    const answer = asked.length ? await this.#ask({ read: asked.join() }) : new Map();
-    const refused = answer.get('invalid');
+    const answers = await this.#ask(readBodies(asked), options);
+    const members = new Map(answers.flatMap((answer) => [...answer]));
+    const refused = new Set(answers.flatMap((answer) => answer.get('invalid') ?? []));
     const values = new Map();
     for (const name of asked) {
-      const value = answer.get(name);
-      if (typeof value === 'string') {
-        values.set(name, value);
-      } else if (!Array.isArray(refused) || !refused.includes(name)) {
-        throw new ApplianceError('broken', `The answer lacks ${name}`);
-      }
+      const value = members.get(name);
+      if (typeof value === 'string') values.set(name, value);
+      else if (!refused.has(name)) throw broken(`The answer lacks ${name}`);
     }
     return { values, invalid: wanted.filter((name) => !values.has(name)) };
   }
 
-  /// Gives `value` as it was sent to the daemon, and `reply`, the daemon's complaint, if any. What
-  /// is stored then, only a read tells.
-  async write(name, value) {
-    const text = String(value);
+  /// Gives `value` as it was sent to the daemon, and `reply`, the daemon's complaint or ''. What is
+  /// stored then, only a read tells. After the signal was aborted, a write may be stored or not.
+  async write(name, value, options) {
+    const text = Number.isFinite(value) ? String(value) : value;
+    checkText(name);
+    checkText(text);
     if (!canBeAsked(name)) {
       throw new ApplianceError('refused', `No parameter has the name ${JSON.stringify(name)}`);
     }
     if (text.includes('/> ')) { // it would end the daemon's answer
       throw new ApplianceError('refused', 'No value can hold "/> "');
     }
-    const answer = await this.#ask({ write: name, value: text });
+    const [answer] = await this.#ask([`write=${encode(name)}&value=${encode(text)}`], options);
     const sent = answer.get('value');
     const reply = answer.get('reply');
     if (answer.get('write') !== name || typeof sent !== 'string' || typeof reply !== 'string') {
-      throw new ApplianceError('broken', 'The answer is not that to a write');
+      throw broken('The answer is not that to a write');
     }
     const quoted = text === '' || /[ \t-\r]/.test(text);
     return { value: quoted ? sent.slice(1, -1) : sent, reply };
   }
 
-  /// One request at a time, in the order of the calls; a failed one lets the next one go.
-  #ask(fields) {
-    const answer = this.#last.then(() => this.#send(fields));
-    this.#last = answer.catch(() => {});
-    return answer;
+  /// Sends the bodies one after the other, when it is their turn, and gives the answers' members.
+  async #ask(bodies, { signal, seconds = this.#seconds } = {}) {
+    checkSeconds(seconds);
+    const before = this.#last;
+    const sendAll = async () => {
+      await unlessAborted(signal, before);
+      const answers = [];
+      for (const body of bodies) answers.push(await this.#send(body, signal, seconds));
+      return answers;
+    };
+    const result = sendAll();
+    this.#last = Promise.allSettled([before, result]).then(() => {});
+    return result;
   }
 
-  /// The members of the answer. A POST has no limit of length, and the header is one that another
-  /// site's page cannot send.
-  async #send(fields) {
-    const signal = AbortSignal.timeout(this.#seconds * 1000);
+  /// The members of the answer. Another site's page cannot send the header X-Requested-With.
+  async #send(body, signal, seconds) {
+    signal?.throwIfAborted();
+    const ending = new AbortController();
+    const end = () => ending.abort();
+    const timer = setTimeout(end, seconds * 1000);
+    signal?.addEventListener('abort', end);
     let response, text;
     try {
       response = await fetch(this.#address, {
         method: 'POST',
-        headers: { 'X-Requested-With': 'appliance.js' },
-        body: new URLSearchParams(fields),
-        signal,
+        headers: {
+          'Content-Type': 'application/x-www-form-urlencoded',
+          'X-Requested-With': 'appliance.js',
+        },
+        body,
+        signal: ending.signal,
       });
       text = await response.text();
-    } catch {
-      if (signal.aborted) throw new ApplianceError('silent', `No answer in ${this.#seconds} seconds`);
-      throw response ? new ApplianceError('broken', 'The answer is cut off')
-        : new ApplianceError('silent', 'The web server does not answer');
+    } catch (cause) {
+      signal?.throwIfAborted();
+      const [kind, message] = ending.signal.aborted ? ['silent', `No answer in ${seconds} seconds`]
+        : response ? ['broken', 'The answer is cut off'] : ['silent', 'The web server does not answer'];
+      throw new ApplianceError(kind, message, { status: response?.status, cause });
+    } finally {
+      clearTimeout(timer);
+      signal?.removeEventListener('abort', end);
     }
     if (response.status !== 200) throw failure(response, text);
     return members(text);
   }
 }
 
-/// The program's own 500 has no content type, a web server's has one.
-function failure({ status, headers }, text) {
-  if ([400, 401, 403].includes(status)) {
-    return new ApplianceError('refused', `Refused with status ${status}`);
-  }
-  if (status !== 500 || headers.has('Content-Type')) {
-    return new ApplianceError('silent', `The web server answers with status ${status}`);
-  }
-  if (text === '') return new ApplianceError('daemon', 'The configuration daemon does not run');
-  return text.startsWith('Exception ') ? new ApplianceError('refused', text.trim())
-    : new ApplianceError('broken', `The connection to the daemon broke. ${text}`.trim());
+/// Waits for `promise`, which does not fail; throws the signal's reason as soon as it is aborted.
+async function unlessAborted(signal, promise) {
+  signal?.throwIfAborted();
+  let abort;
+  const aborted = new Promise((resolve) => { abort = resolve; });
+  signal?.addEventListener('abort', abort);
+  await Promise.race([promise, aborted]);
+  signal?.removeEventListener('abort', abort);
+  signal?.throwIfAborted();
 }
+
+/// The program's own 500 has no content type, a web server's has one.
+function failure(cause, text) {
+  const { status, headers } = cause;
+  const error = (kind, message) => new ApplianceError(kind, message, { status, cause });
+  if (status >= 400 && status < 500) return error('refused', `Refused with status ${status}`);
+  if (status !== 500 || headers.has('Content-Type')) {
+    return error('silent', `The web server answers with status ${status}`);
+  }
+  if (text === '') return error('daemon', 'The configuration daemon does not run or does not answer');
+  if (!text.startsWith('Exception ')) {
+    return error('broken', `The connection to the daemon broke. ${text}`.trim());
+  }
+  // Memory may run out between two puts. Every other exception comes before the first.
+  return error(text.includes('bad_alloc') ? 'broken' : 'refused', text.trim());
+}
+
+/// Of an answer with status 200.
+const broken = (message, cause) => new ApplianceError('broken', message, { status: 200, cause });
 
 /// The members of an answer. It is one line, so any other control character stands in a string,
 /// and goes through the parser escaped.
@@ -117,7 +189,7 @@ function members(text) {
   const escape = (byte) => `\\u${byte.charCodeAt().toString(16).padStart(4, '0')}`;
   try {
     return new Map(Object.entries(JSON.parse(text.trimEnd().replace(/[\0-\x1f]/g, escape))));
-  } catch {
-    throw new ApplianceError('broken', 'The answer is cut off or none');
+  } catch (cause) {
+    throw broken('The answer is empty or cut off', cause);
   }
 }
