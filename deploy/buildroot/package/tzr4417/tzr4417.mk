@@ -26,11 +26,6 @@ endef
 TZR4417_POST_INSTALL_TARGET_HOOKS += TZR4417_INSTALL_PAGES
 endif
 
-define TZR4417_INSTALL_SCRIPT
-	$(INSTALL) -D -m 0755 $(@D)/deploy/appliance/cgi-bin/tzr4417.cgi \
-		$(TARGET_DIR)/var/www/cgi-bin/tzr4417.cgi
-endef
-
 ifeq ($(BR2_PACKAGE_TZR4417_BUSYBOX_HTTPD),y)
 define TZR4417_BUSYBOX_CONFIG_FIXUPS
 	$(call KCONFIG_SET_OPT,CONFIG_FEATURE_HTTPD_PORT_DEFAULT,80)
@@ -41,33 +36,18 @@ define TZR4417_BUSYBOX_CONFIG_FIXUPS
 endef
 
 define TZR4417_INSTALL_HTTPD
+	$(INSTALL) -D -m 0755 $(@D)/deploy/appliance/cgi-bin/tzr4417.cgi \
+		$(TARGET_DIR)/var/www/cgi-bin/tzr4417.cgi
 	$(INSTALL) -D -m 0640 $(@D)/deploy/appliance/httpd.conf \
 		$(TARGET_DIR)/etc/tzr4417/httpd.conf
 	$(INSTALL) -D -m 0644 $(TZR4417_PKGDIR)/httpd.default \
 		$(TARGET_DIR)/etc/default/httpd
 endef
-TZR4417_POST_INSTALL_TARGET_HOOKS += \
-	TZR4417_INSTALL_SCRIPT TZR4417_INSTALL_HTTPD
+TZR4417_POST_INSTALL_TARGET_HOOKS += TZR4417_INSTALL_HTTPD
 
 # httpd reads it as www-data.
 define TZR4417_PERMISSIONS
 	/etc/tzr4417/httpd.conf f 640 0 33 - - - - -
-endef
-endif
-
-ifeq ($(BR2_PACKAGE_TZR4417_LIGHTTPD),y)
-define TZR4417_INSTALL_LIGHTTPD
-	$(INSTALL) -D -m 0644 $(@D)/deploy/appliance/lighttpd.conf \
-		$(TARGET_DIR)/etc/tzr4417/lighttpd.conf
-	$(INSTALL) -D -m 0640 /dev/null $(TARGET_DIR)/etc/tzr4417/users
-	$(INSTALL) -D -m 0644 $(TZR4417_PKGDIR)/lighttpd.default \
-		$(TARGET_DIR)/etc/default/lighttpd
-endef
-TZR4417_POST_INSTALL_TARGET_HOOKS += \
-	TZR4417_INSTALL_SCRIPT TZR4417_INSTALL_LIGHTTPD
-
-define TZR4417_PERMISSIONS
-	/etc/tzr4417/users f 640 0 33 - - - - -
 endef
 endif
 
