@@ -173,14 +173,6 @@ class PageTest(unittest.TestCase):
         fields = urllib.parse.urlencode({'write': WHOLE + name, 'value': value})
         urllib.request.urlopen(URL, fields.encode()).read()
 
-    def call(self, code, seconds=30):
-        """Runs the code with a client `a` of its own; gives its result, or the kind of its error."""
-        return self.browser.execute_async_script(f'''const done = arguments[0];
-            import('/appliance.js').then(async ({{ Appliance }}) => {{
-              const a = new Appliance(undefined, {seconds});
-              return {code};
-            }}).then(done, (error) => done(error.kind ?? String(error)));''')
-
     # The tests
 
     def test_shows_what_a_write_changes(self):
@@ -283,37 +275,6 @@ class PageTest(unittest.TestCase):
         self.find('[data-mode=single_2]').click()
         wait_for(lambda: 'broke off' in self.text('alert') and len(self.changed()) == 9)
         self.assertIn('Stored: inputs/video/mode = single_2.', self.text('status'))
-
-    def test_client_tells_failures_apart(self):
-        self.made = ('500 (Internal Server Error)', '403 (Forbidden)')
-        self.open()
-        json_type, error = 'Content-Type: application/json\n\n', 'HTTP/1.1 500 Internal Server Error\n'
-        for answer, kind in (
-                (f'{json_type}{{ "/a": "1", "/b', 'broken'), (json_type, 'broken'),
-                (f'{json_type}{{ "/a": "1" }}', 'broken'), (f'{error}\n', 'daemon'),
-                (f'{error}\n\n', 'broken'), (f'{error}\nException of any kind\n', 'refused'),
-                (f'{error}Content-Type: text/html\n\nthe web server', 'silent'), ('', 'silent'),
-                ('HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\nno', 'refused')):
-            (WORK / 'answer').write_text(answer)
-            self.replace_program(f'cat {WORK}/answer')
-            self.assertEqual(self.call('a.read(["/a", "/b"])'), kind, answer)
-        self.replace_program('sleep 3')
-        self.assertEqual(self.call('a.read(["/a"])', 1), 'silent')
-
-    def test_client_keeps_order_and_checks_what_it_sends(self):
-        self.open()
-        mtu, dns = f'"{WHOLE}network/mtu"', f'"{WHOLE}network/dns2"'
-        for call, result in (
-                (f'a.read(["/x y", {mtu}, "a,b", "", "/no", {dns}, {mtu}]).then((r) =>'
-                 ' [[...r.values.values()], r.invalid])', [['1500', ''], ['/x y', 'a,b', '', '/no']]),
-                (f'a.write({mtu}, "two words")', {'value': 'two words', 'reply': ''}),
-                (f'a.write({mtu}, "")', {'value': '', 'reply': ''}),
-                (f'a.write({mtu}, "/> x")', 'refused'), ('a.write("/a,b", "x")', 'refused'),
-                (f'Promise.allSettled([a.write({mtu}, "1"), a.write({mtu}, "\\n\\""), a.write({mtu}, "2"),'
-                 f' a.read([{mtu}])]).then((all) => [all[1].reason.kind, ...all[3].value.values.values()])',
-                 ['refused', '2'])):
-            self.made = ('500 (Internal Server Error)',) if 'allSettled' in call else ()
-            self.assertEqual(self.call(call), result, call)
 
     def test_refuses_frames(self):
         (PAGES / 'frame.html').write_text('<link rel="icon" href="icon.svg"><iframe src="/">')

@@ -1,14 +1,14 @@
 // The client of the appliance's configuration program, for any page; with a whole address for Node.
 
-/// What a failed call throws. Its `kind` tells what became of the request:
+/// A failed call throws it. `kind` tells the outcome of the request:
 /// - `daemon`: the configuration daemon cannot be reached; nothing was stored
 /// - `refused`: the web server, the program or this module refused it; nothing was stored
 /// - `broken`: an answer began and is not whole, or the connection to the daemon broke; a write may
-///   be stored in part
-/// - `silent`: the program gave no answer; nobody knows what became of a write
+///   be stored, also in part
+/// - `silent`: the program gave no answer; a write may be stored
 ///
-/// A transfer that breaks off within an answer is `broken`: busybox httpd ends a cut-off answer like
-/// a whole one, so nobody can tell it from a short answer.
+/// A transfer that breaks off within an answer is `broken`: busybox httpd closes the connection after
+/// every answer, so a broken transfer and a short answer look the same.
 ///
 /// `status` is the HTTP status, if there was one. `cause` is the error of `fetch` or of the JSON
 /// parser, or the `Response` with that status.
@@ -21,7 +21,7 @@ export class ApplianceError extends Error {
   }
 }
 
-const bodyLimit = 16384; // bytes: the `body_limit` of the script that an appliance comes with
+const bodyLimit = 16384; // bytes, as `body_limit` in the appliance's script
 
 /// Half a surrogate pair would reach the appliance as another character.
 function checkText(text) {
@@ -83,8 +83,8 @@ export class Appliance {
     return { values, invalid: wanted.filter((name) => !values.has(name)) };
   }
 
-  /// Gives `value` as it was sent to the daemon, and `reply`, the daemon's complaint or ''. What is
-  /// stored then, only a read tells. After the signal was aborted, a write may be stored or not.
+  /// Gives `value` as it was sent to the daemon, and `reply`, the daemon's complaint or ''. Only a
+  /// read tells the stored value. A write aborted after it was sent may be stored.
   async write(name, value, options) {
     const text = Number.isFinite(value) ? String(value) : value;
     checkText(name);
@@ -153,7 +153,7 @@ export class Appliance {
   }
 }
 
-/// Waits for `promise`, which does not fail; throws the signal's reason as soon as it is aborted.
+/// Waits for `promise`; throws the signal's reason as soon as the signal is aborted.
 async function unlessAborted(signal, promise) {
   signal?.throwIfAborted();
   let abort;
