@@ -10,6 +10,7 @@ import fs from 'node:fs';
 import http from 'node:http';
 import { text } from 'node:stream/consumers';
 import { test } from 'node:test';
+import { setTimeout as sleep } from 'node:timers/promises';
 import { Appliance } from '../web/appliance.js';
 
 const build = process.argv[2];
@@ -64,7 +65,7 @@ test('reads a long list in parts, and keeps the order of the calls', async (cont
     assert.equal(++open, 1);
     bodies.push(body);
     const names = new URLSearchParams(body).get('read')?.split(',') ?? [];
-    await new Promise((resolve) => { setTimeout(resolve, 20); });
+    await sleep(20);
     open--;
     if (fails && names.includes('/é/1999')) return `${error}\r\n`;
     return json(body.startsWith('write') ? { write: '/w', value: '1', reply: '' } : {
@@ -84,7 +85,7 @@ test('reads a long list in parts, and keeps the order of the calls', async (cont
   assert.equal(await outcome(appliance.read(names)), 'daemon');
 });
 
-test('gives up at a signal, or when the seconds are over', async (context) => {
+test('gives up at a signal, or when the seconds are over', { timeout: 60000 }, async (context) => {
   const bodies = [];
   const appliance = await serve(context, (body) => {
     bodies.push(body);
@@ -97,7 +98,9 @@ test('gives up at a signal, or when the seconds are over', async (context) => {
   const third = appliance.read(['/now']);
   waiting.abort('taken back');
   await assert.rejects(second, (reason) => reason === 'taken back');
-  while (bodies.length === 0) await new Promise(setImmediate);
+  while (bodies.length === 0) await sleep(10);
+  await sleep(50); // in which nothing else is sent
+  assert.deepEqual(bodies, ['read=/first']);
   sent.abort('stopped');
   await assert.rejects(first, (reason) => reason === 'stopped');
   await third;

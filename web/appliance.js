@@ -108,60 +108,52 @@ export class Appliance {
   /// Sends the bodies one after the other, when it is their turn, and gives the answers' members.
   async #ask(bodies, { signal, seconds = this.#seconds } = {}) {
     checkSeconds(seconds);
+    signal?.throwIfAborted();
+    const ending = new AbortController();
+    const ended = new Promise((resolve) => { ending.signal.addEventListener('abort', resolve); });
+    const end = () => ending.abort(signal.reason);
+    signal?.addEventListener('abort', end);
     const before = this.#last;
     const sendAll = async () => {
-      await unlessAborted(signal, before);
+      await Promise.race([before, ended]);
+      ending.signal.throwIfAborted();
       const answers = [];
-      for (const body of bodies) answers.push(await this.#send(body, signal, seconds));
+      for (const body of bodies) answers.push(await this.#send(body, seconds, ending));
       return answers;
     };
-    const result = sendAll();
+    const result = sendAll().finally(() => signal?.removeEventListener('abort', end));
     this.#last = Promise.allSettled([before, result]).then(() => {});
     return result;
   }
 
-  /// The members of the answer. Another site's page cannot send the header X-Requested-With.
-  async #send(body, signal, seconds) {
-    signal?.throwIfAborted();
-    const ending = new AbortController();
-    const end = () => ending.abort();
-    const timer = setTimeout(end, seconds * 1000);
-    signal?.addEventListener('abort', end);
+  /// The members of the answer. When `ending` is aborted, it throws the reason.
+  async #send(body, seconds, ending) {
+    const timer = setTimeout(() => {
+      ending.abort(new ApplianceError('silent', `No answer in ${seconds} seconds`));
+    }, seconds * 1000);
     let response, text;
     try {
       response = await fetch(this.#address, {
         method: 'POST',
         headers: {
           'Content-Type': 'application/x-www-form-urlencoded',
-          'X-Requested-With': 'appliance.js',
+          'X-Requested-With': 'appliance.js', // another site's page cannot send it
         },
         body,
         signal: ending.signal,
       });
       text = await response.text();
     } catch (cause) {
-      signal?.throwIfAborted();
-      const [kind, message] = ending.signal.aborted ? ['silent', `No answer in ${seconds} seconds`]
-        : response ? ['broken', 'The answer is cut off'] : ['silent', 'The web server does not answer'];
-      throw new ApplianceError(kind, message, { status: response?.status, cause });
+      ending.signal.throwIfAborted();
+      throw response
+        ? new ApplianceError('broken', 'The answer is cut off', { status: response.status, cause })
+        : new ApplianceError('silent', 'The web server does not answer', { cause });
     } finally {
       clearTimeout(timer);
-      signal?.removeEventListener('abort', end);
     }
     if (response.status !== 200) throw failure(response, text);
     return members(text);
   }
-}
-
-/// Waits for `promise`; throws the signal's reason as soon as the signal is aborted.
-async function unlessAborted(signal, promise) {
-  signal?.throwIfAborted();
-  let abort;
-  const aborted = new Promise((resolve) => { abort = resolve; });
-  signal?.addEventListener('abort', abort);
-  await Promise.race([promise, aborted]);
-  signal?.removeEventListener('abort', abort);
-  signal?.throwIfAborted();
 }
 
 /// The program's own 500 has no content type, a web server's has one.
