@@ -270,7 +270,7 @@ static void printTable(const std::vector<Build>& builds, const std::vector<Reque
       "|---|---|---:|---:|---:|---:|---:|---:|---:|\n");
   for (std::size_t i = 0; i < requests.size(); ++i) {
     for (const Build& build : builds) {
-      struct stat file {};
+      struct stat file = {};
       check(stat(build.path.c_str(), &file), build.path.c_str());
       const Results& results = build.results[i];
       std::printf("| %-9s | %-8s | %5.2f | %7.3f | %7.3f | %4.0f | %5.0f | %8ld | %5zu |\n",

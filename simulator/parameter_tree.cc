@@ -58,7 +58,7 @@ static void fillFile(const std::string& name, int fd, const std::string& text, m
 }
 
 static void replaceFile(const std::string& name, const std::string& text) {
-  struct stat old {};
+  struct stat old = {};
   const mode_t mode = stat(name.c_str(), &old) == 0 ? old.st_mode & 07777 : 0644;
   std::string temporary = name + ".XXXXXX";
   const Descriptor target(check(mkstemp(temporary.data()), temporary));

@@ -20,7 +20,7 @@ using Protocol = asio::local::stream_protocol;
 
 /// The status of the file at `path`, links not followed, or nothing.
 static std::optional<struct stat> statusOf(const std::string& path) {
-  struct stat status {};
+  struct stat status = {};
   return lstat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
 }
 
