@@ -10,7 +10,10 @@ bool ConfigClient::isConnected() const { return connection && connection->isOpen
 
 bool ConfigClient::get(const ParameterPath& name, std::string& value) {
   if (!connection) return false;
-  const bool done = execute("ls " + name, value);
+  std::string request;
+  request.reserve(name.size() + 4);  // with the terminator, which the connection adds
+  request.append("ls ").append(name);
+  const bool done = execute(std::move(request), value);
   trim(value);
   return done;
 }
