@@ -85,7 +85,7 @@ test('reads a long list in parts, and keeps the order of the calls', async (cont
   assert.equal(await outcome(appliance.read(names)), 'daemon');
 });
 
-test('gives up at a signal, or when the seconds are over', { timeout: 60000 }, async (context) => {
+test('gives up at a signal, or when the seconds are over', { timeout: 20000 }, async (context) => {
   const bodies = [];
   const appliance = await serve(context, (body) => {
     bodies.push(body);

@@ -116,7 +116,6 @@ export class Appliance {
     const before = this.#last;
     const sendAll = async () => {
       await Promise.race([before, ended]);
-      ending.signal.throwIfAborted();
       const answers = [];
       for (const body of bodies) answers.push(await this.#send(body, seconds, ending));
       return answers;
@@ -126,7 +125,8 @@ export class Appliance {
     return result;
   }
 
-  /// The members of the answer. When `ending` is aborted, it throws the reason.
+  /// The members of the answer. When `ending` is aborted, also before the call, it throws the reason
+  /// and sends no more.
   async #send(body, seconds, ending) {
     const timer = setTimeout(() => {
       ending.abort(new ApplianceError('silent', `No answer in ${seconds} seconds`));
