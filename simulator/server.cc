@@ -32,7 +32,7 @@ static void removeStaleSocket(asio::io_context& context, const std::string& path
   Protocol::socket probe(context, Protocol());
   probe.non_blocking(true);
   std::error_code error;
-  probe.connect(path, error);
+  static_cast<void>(probe.connect(path, error));
   const bool queueIsFull = error == asio::error::no_buffer_space;
   if (!error || queueIsFull) throw std::runtime_error(path + ": a daemon already listens there");
   if (error != asio::error::connection_refused) throw std::system_error(error, path);
