@@ -8,8 +8,21 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <tuple>
+
+static auto members(const Response& response) {
+  const auto& [output, exitStatus, childExitStatus, log] = response;
+  return std::tie(output, exitStatus, childExitStatus, log);
+}
+
+bool operator==(const Response& a, const Response& b) { return members(a) == members(b); }
+
+void PrintTo(const Response& response, std::ostream* stream) {
+  *stream << testing::PrintToString(members(response));
+}
 
 static int bindLog() {
   const int log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -42,7 +55,8 @@ static pid_t start(Strings command, int input, int output) {
 static int await(pid_t& process) {
   int status = 0;
   process = waitpid(process, &status, 0);
-  return process > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  if (process < 0) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 Response runProgram(const Strings& environment, const std::string& body, const Strings& before,
@@ -50,9 +64,9 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   const int log = bindLog();
   int in[2];
   int out[2];
-  EXPECT_EQ(pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC), 0);
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, in) + pipe2(out, O_CLOEXEC), 0);
   EXPECT_EQ(write(in[1], body.data(), body.size()), static_cast<ssize_t>(body.size()));
-  close(in[1]);
+  shutdown(in[1], SHUT_WR);
   Strings command{"env", "-i"};
   command.insert(command.end(), environment.begin(), environment.end());
   command.insert(command.end(), before.begin(), before.end());
@@ -78,6 +92,9 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   }
   close(out[0]);
   const int exitStatus = await(parent);
+  const bool isInputHeld = recv(in[1], chunk, 1, MSG_DONTWAIT) < 0 && errno == EAGAIN;
+  EXPECT_FALSE(isInputHeld);
+  close(in[1]);
   // As a web server may that has its answer; the child has a session of its own by then.
   if (!output.empty()) kill(-parent, SIGKILL);
   whenAnswered();

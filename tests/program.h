@@ -1,8 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <ostream>
 #include <string>
-#include <tuple>
 
 #include "tests/fake_daemon.h"
 
@@ -10,10 +10,17 @@
 inline const std::string json = "Content-Type: application/json\n\n";
 inline const std::string serverError = "HTTP/1.1 500 Internal Server Error\n\n";
 
-/// What one request gives, seen from outside: standard output with standard error; the exit status,
-/// and that of the detached child (-1: none, or a signal); the log's lines, as "PRIORITY parent
-/// TEXT" or "PRIORITY child TEXT".
-using Response = std::tuple<std::string, int, int, Strings>;
+/// What one request gives, seen from outside. An exit status is 128 and the number of the signal
+/// that ended the process, or -1 for no process.
+struct Response {
+  std::string output;  ///< standard output and standard error
+  int exitStatus = 0;
+  int childExitStatus = -1;  ///< of the detached child
+  Strings log;               ///< lines as "PRIORITY parent TEXT" or "PRIORITY child TEXT"
+};
+
+bool operator==(const Response& a, const Response& b);
+void PrintTo(const Response& response, std::ostream* stream);  // GoogleTest's name
 
 /// Runs tzr4417.cgi as a web server would, with nothing else in its environment, until all its
 /// processes have ended. `before` is a command to run it under; `whenAnswered` is called between

@@ -41,9 +41,9 @@ TEST(Program, AnswersReads) {
 TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
   const Response usual = answered(json + "{ \"\\/a\": \"1\" }\n");
   const Response none = answered("");
-  const Response tooLong("", 1, -1, {});
-  const Response empty("HTTP/1.1 400 Bad Request\n\n", 0, -1,
-                       {"11 parent No parameter names in read request"});
+  const Response tooLong{"", 1, -1, {}};
+  const Response empty{
+      "HTTP/1.1 400 Bad Request\n\n", 0, -1, {"11 parent No parameter names in read request"}};
   const std::string post = "REQUEST_METHOD=POST";
   const std::string readA = query("read=/a");
   const std::string form = "CONTENT_TYPE=application/x-www-form-urlencoded";
@@ -58,6 +58,7 @@ TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
     Response response;
   } rows[] = {
       {{post, form, length + "7", query("read=/b")}, "read=/a", usual},
+      {{post, form, length + "16", readA}, "write=/a&value=2", usual},
       {{post, multipart, length + std::to_string(part.size())}, part, usual},
       {{post, form, length + "7", limit + "7"}, "read=/a", usual},
       {{"REQUEST_METHOD=Post", form, length + "7", limit + "6"}, "read=/a", tooLong},
