@@ -45,6 +45,10 @@ Strings FakeDaemon::requests() {
 
 void FakeDaemon::serve() {
   const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  getsockopt(client, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+  process = peer.pid;
   char buffer[65536];
   for (std::string line; client >= 0;) {
     const std::string answer = answers(line);
@@ -57,9 +61,9 @@ void FakeDaemon::serve() {
     if (end == std::string::npos || end + prompt.size() < answer.size()) break;
     // A request is taken only now: what stays unread at the close is what makes it a reset.
     if (!line.empty()) recv(client, buffer, line.size() + 1, 0);
-    const ssize_t size = recv(client, buffer, sizeof buffer, MSG_PEEK);
-    if (size <= 0) break;
-    line.assign(buffer, static_cast<std::size_t>(size));
+    const ssize_t received = recv(client, buffer, sizeof buffer, MSG_PEEK);
+    if (received <= 0) break;
+    line.assign(buffer, static_cast<std::size_t>(received));
     line.resize(std::min(line.find('\r'), line.size()));
     lines.push_back(line);
   }

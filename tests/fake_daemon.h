@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <map>
 #include <string>
@@ -23,6 +25,9 @@ class FakeDaemon {
   explicit FakeDaemon(Answers theAnswers, std::size_t thePiece = 0);
   ~FakeDaemon();
 
+  /// The process that has connected; for the answers.
+  [[nodiscard]] pid_t client() const { return process; }
+
   /// The request lines, without their terminators, once the client or the daemon has gone.
   Strings requests();
 
@@ -32,6 +37,7 @@ class FakeDaemon {
   Answers answers;
   std::size_t piece;
   int listener;
+  pid_t process = -1;
   Strings lines;
   std::thread server;
 };

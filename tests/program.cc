@@ -60,7 +60,7 @@ static int await(pid_t& process) {
 }
 
 Response runProgram(const Strings& environment, const std::string& body, const Strings& before,
-                    const std::function<void()>& whenAnswered) {
+                    const std::function<void()>& whenAnswered, const Strings& program) {
   const int log = bindLog();
   int in[2];
   int out[2];
@@ -71,7 +71,7 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   command.insert(command.end(), environment.begin(), environment.end());
   command.insert(command.end(), before.begin(), before.end());
   if (*TEST_EMULATOR != '\0') command.emplace_back(TEST_EMULATOR);
-  command.emplace_back(TEST_PROGRAM);
+  command.insert(command.end(), program.begin(), program.end());
   pid_t parent = start(std::move(command), in[0], out[1]);
 
   std::string output;
@@ -112,4 +112,8 @@ Response runProgram(const Strings& environment, const std::string& body, const S
     message = message.substr(1, message.find('>') - 1) + who + &message[message.find("]: ") + 3];
   }
   return {output, exitStatus, childExitStatus, messages};
+}
+
+Strings strace(const std::string& fault) {
+  return {"strace", "-qqfo", traceFile, "-EASAN_OPTIONS=detect_leaks=0", "-einject=" + fault};
 }

@@ -27,7 +27,12 @@ void PrintTo(const Response& response, std::ostream* stream);  // GoogleTest's n
 /// the end of the output and the wait for the child.
 Response runProgram(
     const Strings& environment, const std::string& body = "", const Strings& before = {},
-    const std::function<void()>& whenAnswered = [] {});
+    const std::function<void()>& whenAnswered = [] {}, const Strings& program = {TEST_PROGRAM});
+
+/// A command to run the program under, so that system calls fail: see --inject of strace. The trace
+/// is in `traceFile` then.
+Strings strace(const std::string& fault);
+inline constexpr char traceFile[] = "/tmp/trace";
 
 inline std::string query(const std::string& fields) { return "QUERY_STRING=" + fields; }
 

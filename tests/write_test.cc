@@ -270,11 +270,6 @@ TEST(Write, OutlivesADaemonThatGoesAwayAndAppliesWithoutTheWebServer) {
 }
 
 TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
-  const char* const traceFile = "/tmp/trace";
-  const auto strace = [traceFile](const std::string& fault) {
-    return Strings{"strace", "-qqfo", traceFile, "-EASAN_OPTIONS=detect_leaks=0",
-                   "-einject=" + fault};
-  };
   Strings nullDevice = strace("openat,open:error=EMFILE");
   nullDevice.emplace_back("-P/dev/null");
   const std::string reply = written("/x", "1", "ok\r\n");
