@@ -1,0 +1,420 @@
+"""Asks the program with curl, behind lighttpd and behind busybox httpd, set up with the files of
+deploy/appliance; and how the simulator starts and ends. For scripts/isolate: it uses the daemon's
+socket and the log's.
+
+usage: web_test.py PROGRAM SIMULATOR TREE [OPTION-OF-UNITTEST...]"""
+
+import contextlib
+import fcntl
+import ipaddress
+import os
+import pathlib
+import queue
+import re
+import shutil
+import signal
+import socket
+import socketserver
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+from deployed import PORT, SOCKET, Appliance, listens, start, stop, wait_for
+
+PROGRAM, SIMULATOR, SAMPLE = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
+SANITIZED = b'__asan_init' in PROGRAM.read_bytes()
+LOG = pathlib.Path('/dev/log')
+URL = f'http://127.0.0.1:{PORT}/cgi-bin/tzr4417.cgi'
+PAGE = ('-H', 'X-Requested-With: test')
+NET, OVERLAY = '/configuration/network', '/configuration/encoders/venc2/text_overlay/text'
+PAIRS = 20  # of writes at the same moment
+BIG = 'x' * 100000
+WRITE = (f'{URL}?write=/a&value=b', *PAGE)
+WRITTEN = (200, r'{ "write": "\/a", "value": "b", "reply": "" }' + '\n')
+
+
+def programs():
+    """The processes of the program that have not ended."""
+    found = []
+    for file in pathlib.Path('/proc').glob('[0-9]*/stat'):
+        with contextlib.suppress(OSError):  # has ended meanwhile
+            if re.search(r'\(tzr4417\.cgi\) [^Z]', file.read_text()):
+                found.append(int(file.parent.name))
+    return found
+
+
+def is_gone():
+    """Looks twice: a program that ends may have begun another in the meantime."""
+    return not programs() and not programs()
+
+
+class Daemon(socketserver.ThreadingUnixStreamServer):
+    """Answers "ls" from its tree and "put" into it, each reply after `delay` seconds. At the first
+    request that begins with `silent_at` (all do with '', also the greeting) it waits for `resumed`,
+    and it goes away instead of answering one that begins with `gone_at`."""
+
+    daemon_threads, request_queue_size = True, 100
+
+    def __init__(self, tree=(), delay=0, silent_at=None, gone_at=None):
+        SOCKET.unlink(missing_ok=True)
+        super().__init__(str(SOCKET), None)
+        self.tree, self.delay, self.silent_at, self.gone_at = dict(tree), delay, silent_at, gone_at
+        self.asked, self.resumed, self.requests = threading.Event(), threading.Event(), []
+        threading.Thread(target=self.serve_forever, args=(0.02,), daemon=True).start()
+
+    def finish_request(self, request, client_address):
+        with contextlib.suppress(OSError), request.makefile('rw', newline='\r') as lines:
+            line = ''
+            while self.answer(lines, line):
+                line = lines.readline().removesuffix('\r')
+                if not line:
+                    return
+                self.requests.append(line)
+
+    def answer(self, lines, line):
+        time.sleep(self.delay)
+        command, name, value = (line.split(' ', 2) + ['', ''])[:3]
+        if self.silent_at is not None and line.startswith(self.silent_at):
+            self.asked.set()
+            self.resumed.wait()
+        if self.gone_at is not None and line.startswith(self.gone_at):
+            return False
+        if command == 'put':
+            self.tree[name] = value
+        if command == 'ls':
+            lines.write(self.tree.get(name, 'No such file or directory') + '\r\n')
+        lines.write('/> ')
+        lines.flush()
+        return True
+
+    def stop(self):
+        self.resumed.set()
+        self.shutdown()
+        self.server_close()
+
+
+class Log:
+    """Takes what is logged from now on, at once, so that nobody waits."""
+
+    def __init__(self):
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        LOG.unlink(missing_ok=True)
+        self.socket.bind(str(LOG))
+        self.received = queue.SimpleQueue()
+        threading.Thread(target=self.receive, daemon=True).start()
+
+    def receive(self):
+        while True:
+            self.received.put(self.socket.recv(8192).decode())
+
+    def lines(self):
+        """The program's lines since the last call, as "PRIORITY TEXT"."""
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as mark:
+            mark.sendto(b'mark', str(LOG))
+        lines = iter(self.received.get, 'mark')
+        return [re.sub('<([0-9]+)>.*?]: ', r'\1 ', line) for line in lines if ' tzr4417.cgi[' in line]
+
+
+class Test(unittest.TestCase):
+    def setUp(self):
+        folder = pathlib.Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, folder)
+        self.tree = folder / 'tree'
+        shutil.copy(SAMPLE, self.tree)
+        self.log = Log()
+        self.appliance = Appliance(folder, PROGRAM)
+        self.limit()
+
+    def limit(self, **limits):
+        """Sets the limits that are meant, and others of which a test reaches none."""
+        self.appliance.set_limits(**{
+            'time_limit': 600, 'cpu_limit': 600, 'process_limit': 9999,
+            'memory_limit': 0 if SANITIZED else 32768, **limits})
+
+    def start_daemon(self, **behaviour):
+        daemon = Daemon(**behaviour)
+        self.addCleanup(daemon.stop)
+        return daemon
+
+    def start_simulator(self):
+        simulator = start(SIMULATOR, '--tree', self.tree, stdout=subprocess.PIPE, text=True)
+        self.addCleanup(simulator.stdout.close)
+        self.addCleanup(stop, simulator, signal.SIGKILL)
+        self.assertEqual(simulator.stdout.readline(), f'Listening on {SOCKET}\n')
+        return simulator
+
+    def run_program(self, query, program=None):
+        environment = {'QUERY_STRING': query, 'HTTP_X_REQUESTED_WITH': 'test'}
+        return subprocess.check_output([program or self.appliance.script], env=environment, text=True)
+
+
+class SimulatorTest(Test):
+    def check_refusal(self, message):
+        simulator = subprocess.run([SIMULATOR, '--tree', self.tree], stderr=subprocess.PIPE, text=True)
+        self.assertEqual((simulator.returncode, simulator.stderr), (1, f'{SOCKET}: {message}\n'))
+
+    def test_answers_odd_quotes_at_once(self):
+        self.start_simulator()
+        for value in ('"open', ' a"b'):
+            self.assertIn('quote', self.run_program(f'write={OVERLAY}&value={value}'))
+        wait_for(is_gone)  # so that no child is left without its daemon
+
+    def test_starts_only_where_no_daemon_listens(self):
+        simulator = self.start_simulator()
+        self.check_refusal('a daemon already listens there')
+        stop(simulator, signal.SIGKILL)  # and its socket stays
+        for how in (signal.SIGINT, signal.SIGTERM):
+            simulator = self.start_simulator()
+            self.assertEqual((stop(simulator, how), simulator.stdout.read()), (0, ''))
+            self.assertFalse(SOCKET.exists())
+        SOCKET.touch()
+        self.check_refusal('exists and is not a socket')
+        SOCKET.unlink()
+
+
+class ScriptTest(Test):
+    def test_tells_a_setting_that_it_cannot_take(self):
+        self.start_daemon(tree={'/a': '1'})
+        shipped = self.appliance.script.read_text()
+        number = shipped.count('\n') + 2
+        error = f'Cannot set line {number}\n'
+        rows = [('cpu_limit 6', error), ('cpu_limits = 6', error), ('cpu_limit = 6O', error),
+                ('cpu_limit = 0', error), ('cpu_limit = 6 # seconds', error), ('=', error),
+                ('time_limit = 2000001', error), ('time_limit=2000000', None), (' # 6', None)]
+        if not SANITIZED:
+            rows.append(('memory_limit = 64', f'Cannot set line {number}: Cannot allocate memory\n'))
+        for line, message in rows:
+            with self.subTest(line):
+                self.appliance.script.write_text(f'{shipped}\n{line}\n')
+                answer = self.run_program('read=/a')
+                if message:
+                    self.assertEqual(
+                        answer, f'HTTP/1.1 500 Internal Server Error\n\nException {message}')
+                else:
+                    self.assertIn('"1"', answer)
+        program = self.appliance.folder / 'limits/tzr4417.cgi'
+        self.assertIn('Exception Cannot read ', self.run_program('read=/a', program))
+
+
+class WebTest:
+    """What holds behind each web server."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_server()
+
+    def start_server(self):
+        # As an init system might start it, and with a limit of its own for bodies.
+        odd = ('env', '--block-signal=ALRM', '--ignore-signal=ALRM', 'CGICC_MAX_CONTENTLENGTH=1',
+               'sh', '-c', 'exec "$0" "$@" 2>&-')
+        self.server = self.appliance.serve(self.name, odd)
+        self.addCleanup(stop, self.server)
+        self.addCleanup(wait_for, is_gone)
+
+    def begin(self, *arguments):
+        curl = start('curl', '-s', '-m', 60, self.auth, '-u', 'admin:secret',
+                     '-w', '%{http_code}', *arguments, stdout=subprocess.PIPE, text=True)
+        self.addCleanup(curl.stdout.close)
+        self.addCleanup(stop, curl, signal.SIGKILL)
+        return curl
+
+    def end(self, curl):
+        """The status and the body; status 0 is no answer."""
+        output = curl.communicate()[0]
+        return int(output[-3:]), output[:-3]
+
+    def ask(self, *arguments):
+        return self.end(self.begin(*arguments))
+
+    def check_write(self, name, value, *arguments):
+        wanted = f'{{ "write": "{name}", "value": "{value}", "reply": "" }}\n'.replace('/', r'\/')
+        self.assertEqual(self.ask(*PAGE, *arguments), (200, wanted))
+
+    def check_silence(self, answer):
+        self.assertRegex(str(answer), self.silence)
+
+    @contextlib.contextmanager
+    def takes(self, seconds):
+        begin = time.monotonic()
+        yield
+        self.assertGreaterEqual(time.monotonic() - begin, seconds)
+
+    def test_asks_for_a_password(self):
+        self.start_daemon()
+        for user in (':', 'admin:wrong'):
+            self.assertEqual(self.ask(f'{URL}?read=/a', '-u', user)[0], 401)
+
+    def test_reads_and_writes(self):
+        simulator = self.start_simulator()
+        self.assertEqual(self.ask(f'{URL}?read='), (400, ''))
+        self.check_write(OVERLAY, r'\"Two\nlines\"', f'{URL}?write={OVERLAY}&value=Two%0Alines')
+        self.check_write(f'{NET}/ip_addr', '10.1.2.3', URL, '-d', f'write={NET}/ip_addr',
+                         '-d', 'value=10.1.2.3')
+        self.check_write(f'{NET}/subnet_mask', '255.255.0.0', URL, '-F', f'write={NET}/subnet_mask',
+                         '-F', 'value=255.255.0.0')
+        self.assertEqual(self.ask(f'{URL}?read={NET}/broadcast_addr'), (
+            200, r'{ "\/configuration\/network\/broadcast_addr": "10.1.255.255" }' + '\n'))
+        wait_for(lambda: f'\n{NET}/broadcast_addr 10.1.255.255\n' in self.tree.read_text())  # saved
+        wait_for(is_gone)
+        stop(simulator)
+        self.assertEqual(self.ask(f'{URL}?read=/a'), (500, ''))
+
+    def test_refuses_what_may_be_forged_or_is_too_long(self):
+        daemon = self.start_daemon()
+        for method, arguments in (('GET', (f'{URL}?reads&write=/a&value=b&x=read=',)),
+                                  ('POST', (URL, '-d', 'write=/a&value=b')),
+                                  ('POST', (URL, '-d', 'write=/a&value=b', '-H', 'X-Requested-With;'))):
+            with self.subTest(arguments):
+                self.assertEqual(self.ask(*arguments), (403, 'No X-Requested-With header\n'))
+                self.assertEqual(
+                    self.log.lines(), [f'12 Refused a {method} request without X-Requested-With'])
+        long = self.appliance.folder / 'long'
+        long.write_bytes(bytes(17000))
+        self.check_silence(self.ask(
+            *PAGE, URL, '-F', 'write=/a', '-F', 'value=b', '-F', f'x=@{long}'))
+        self.assertEqual(daemon.requests, [])
+
+    def test_time_limit_interrupts(self):
+        self.limit(time_limit=1)
+        for silent_at, arguments, answer in (
+                ('', (f'{URL}?read=/a',), (500, '')), ('', WRITE, (500, '')),
+                ('ls /b', (f'{URL}?read=/a,/b,/c',),
+                 (200, r'{ "\/a": "1", "invalid": [ "/b", "/c" ] }' + '\n')),
+                ('ls', WRITE, (500, '\n')), ('put', WRITE, (500, '\n'))):
+            with self.subTest((silent_at, *arguments)), self.takes(1):
+                daemon = self.start_daemon(tree={'/a': '1'}, silent_at=silent_at)
+                self.assertEqual(self.ask(*arguments), answer)
+                self.assertTrue(daemon.asked.is_set())
+                daemon.stop()
+
+    def test_a_second_alarm_ends_what_does_not_yield(self):
+        self.limit(time_limit=1)
+        self.start_daemon(tree={'/big': BIG}, gone_at='ls /gone')
+        with self.takes(3):
+            loops = self.begin(f'{URL}?read=/gone')
+            takes_nothing = self.begin(*PAGE, URL, '-d', 'read=' + ','.join(['/big'] * 200))
+            LOG.unlink()
+            with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as log:
+                log.bind(str(LOG))
+                log.setblocking(False)
+                with contextlib.suppress(BlockingIOError):
+                    while True:
+                        log.sendto(b'', str(LOG))
+                self.check_silence(self.ask(f'{URL}?write=/a&value=b'))  # waits for the log
+        self.assertEqual(self.end(loops), (200, ''))
+        wait_for(is_gone)
+        member = r'"\/big": "' + BIG + '"'
+        whole = '{ ' + ', '.join([member] * 200) + ' }\n'
+        self.assertTrue(whole.startswith(self.end(takes_nothing)[1]))
+
+    def test_cpu_limit_ends_a_loop(self):
+        self.limit(cpu_limit=1)
+        for gone_at, check in (('ls', self.check_silence),
+                               ('apply', lambda answer: self.assertEqual(answer, WRITTEN))):
+            with self.subTest(gone_at), self.takes(0.9):
+                daemon = self.start_daemon(gone_at=gone_at)
+                check(self.ask(*WRITE))
+                wait_for(is_gone)
+                self.assertEqual(daemon.requests[-1].split()[0], gone_at)
+                daemon.stop()
+
+    def test_child_limit_ends_a_child_and_time_limit_does_not(self):
+        self.limit(time_limit=1, child_limit=3)
+        daemon = self.start_daemon(silent_at='apply')
+        with self.takes(3):
+            self.assertEqual(self.ask(*WRITE), WRITTEN)
+            self.assertTrue(daemon.asked.wait(60))
+            wait_for(is_gone)
+        self.assertEqual(daemon.requests[-1], 'apply')
+        self.assertNotIn('14 Applied and saved the parameter settings', self.log.lines())
+
+    def test_writes_take_turns(self):
+        sample = re.findall('^(/[^ ]*) (.*)', SAMPLE.read_text(), re.MULTILINE)
+        daemon = self.start_daemon(tree=sample, delay=0.005)
+        for number in range(PAIRS):
+            address, mask = f'10.1.{number}.3', ('255.255.0.0', '255.255.255.0')[number % 2]
+            writes = [self.begin(*PAGE, f'{URL}?write={NET}/{name}&value={value}')
+                      for name, value in (('ip_addr', address), ('subnet_mask', mask))]
+            self.assertEqual([self.end(write)[0] for write in writes], [200, 200])
+            network = ipaddress.ip_interface(f'{address}/{mask}').network
+            self.assertEqual(daemon.tree[f'{NET}/broadcast_addr'], str(network.broadcast_address))
+
+    def test_a_turn_lasts_until_the_answer(self):
+        with self.subTest('apply and save hold nobody up'):
+            daemon = self.start_daemon(silent_at='apply')
+            for _ in range(2):
+                self.assertEqual(self.ask(*WRITE), WRITTEN)
+            self.assertNotIn('save', daemon.requests)
+            daemon.stop()
+        wait_for(is_gone)
+        with self.subTest('it ends with the process'):
+            daemon = self.start_daemon(silent_at='put')
+            killed = self.begin(*WRITE)
+            self.assertTrue(daemon.asked.wait(60))
+            os.kill(programs()[0], signal.SIGKILL)
+            self.check_silence(self.end(killed))
+            daemon.resumed.set()
+            self.assertEqual(self.ask(*WRITE), WRITTEN)
+            daemon.stop()
+        wait_for(is_gone)
+        with self.subTest('time_limit ends the wait, and a read does not wait'):
+            self.limit(time_limit=1)
+            daemon = self.start_daemon(tree={'/a': '1'})
+            with self.appliance.script.open() as script, self.takes(1):
+                fcntl.flock(script, fcntl.LOCK_EX)
+                self.assertEqual(self.ask(*WRITE), (500, ''))
+                self.assertEqual(daemon.requests, [])
+                self.assertEqual(self.ask(f'{URL}?read=/a'), (200, r'{ "\/a": "1" }' + '\n'))
+
+    def test_finishes_a_cancelled_write(self):
+        limits = [r'cpu time +600 +600 ', r'processes +9999 +9999 ', r'address space +33554432 +33554432 ']
+        for cancel in (self.reset, self.stop_server):
+            with self.subTest(cancel.__name__):
+                daemon = self.start_daemon(silent_at='put')
+                cancel(daemon)
+                [process] = programs()
+                os.kill(process, signal.SIGHUP)
+                time.sleep(0.5)  # for what might end the program
+                text = pathlib.Path(f'/proc/{process}/limits').read_text()
+                for limit in limits[:2] if SANITIZED else limits:
+                    self.assertRegex(text, limit)
+                daemon.resumed.set()
+                wait_for(is_gone)
+                self.assertEqual(daemon.requests[-1], 'save')
+                daemon.stop()
+
+    def reset(self, daemon):
+        asked = subprocess.run(['curl', '-sv', self.auth, '-u', 'admin:secret', *PAGE, URL, '-d', 'none'],
+                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True).stderr
+        authorization = re.search('Authorization: .*', asked)[0].strip()
+        with socket.create_connection(('127.0.0.1', PORT)) as connection:
+            connection.sendall('\r\n'.join((
+                'POST /cgi-bin/tzr4417.cgi HTTP/1.1', 'Host: a', 'X-Requested-With: a', authorization,
+                'Content-Type: application/x-www-form-urlencoded', 'Content-Length: 16', '',
+                'write=/a&value=b')).encode())
+            self.assertTrue(daemon.asked.wait(60))
+            connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack('ii', 1, 0))
+
+    def stop_server(self, daemon):
+        self.begin(*WRITE)
+        self.assertTrue(daemon.asked.wait(60))
+        stop(self.server)
+
+
+class LighttpdTest(WebTest, Test):
+    name, auth, silence = 'lighttpd', '--digest', r'^\(500, .*<h1>500'
+
+
+class BusyboxHttpdTest(WebTest, Test):
+    name, auth, silence = 'busybox httpd', '--basic', r"^\((0|200), ''\)$"
+
+
+if __name__ == '__main__':
+    if SOCKET.exists() or LOG.exists():
+        sys.exit(f'{SOCKET} or {LOG} is there: run this in scripts/isolate')
+    os.umask(0)  # for a web server that gives up root
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:], verbosity=2)
