@@ -1,5 +1,5 @@
-# Reads the linker's map and warns when many patterns of short-request*.ld match nothing: the libraries
-# name their parts otherwise then, and the order of the code gains little.
+# Reads the linker's map and warns when many patterns of short-request.ld match nothing: with other
+# names in the libraries, the order of the code gains little.
 /^[^ ]/ { inside = /^\.text\.short_request/; pattern = ""; next }
 !inside { next }
 /^ \*[^f]/ {
@@ -14,5 +14,5 @@ END {
     ++missed
     list = list "\n " pattern
   }
-  if (10 * missed > count) print "Warning: much of cmake/short-request*.ld matches nothing:" list >"/dev/stderr"
+  if (10 * missed > count) print "Warning: much of cmake/short-request.ld matches nothing:" list >"/dev/stderr"
 }
