@@ -248,11 +248,12 @@ static void comparePair(Build& floor, Build& build, const Request& request, std:
 
 static void comparePairs(std::vector<Build>& builds, const std::vector<Request>& requests,
                          std::chrono::seconds duration) {
+  const bool terminal = isatty(STDERR_FILENO) == 1;
   const Clock::time_point end = Clock::now() + duration;
   for (bool floorFirst = true; Clock::now() < end; floorFirst = !floorFirst) {
     alarm(60);  // a program that has lost its daemon never ends
     const auto left = std::chrono::duration_cast<std::chrono::seconds>(end - Clock::now());
-    std::cerr << '\r' << left.count() << " s left " << std::flush;
+    if (terminal) std::cerr << '\r' << left.count() << " s left " << std::flush;
     for (std::size_t i = 0; i < requests.size(); ++i) {
       for (std::size_t b = 1; b < builds.size(); ++b) {
         for (int pair = 0; pair < requests[i].pairsPerRound; ++pair) {
@@ -261,7 +262,7 @@ static void comparePairs(std::vector<Build>& builds, const std::vector<Request>&
       }
     }
   }
-  std::cerr << "\r            \r";
+  if (terminal) std::cerr << "\r            \r";
 }
 
 static void printTable(const std::vector<Build>& builds, const std::vector<Request>& requests) {
@@ -281,11 +282,13 @@ static void printTable(const std::vector<Build>& builds, const std::vector<Reque
   }
 }
 
-static void bench(std::vector<Build> builds, Texts daemon, std::chrono::seconds duration) {
+/// Of `builds`, the floor is the first.
+static void bench(std::vector<Build> builds, const Texts& daemon, std::chrono::seconds duration) {
   const std::string query = "write=/configuration/network/ip_addr&value=192.168.1.10";
   Request write{"write", environment(query, ""), true, 4};
-  const pid_t daemonPid = startDaemon(daemon);
-  daemon.pop_back();  // "--verbose", which would take time
+  Texts recorder = daemon;
+  recorder.emplace_back("--verbose");  // takes time, so only here
+  const pid_t daemonPid = startDaemon(recorder);
   // The first write puts the dependent parameters right; those that follow are all alike.
   for (int i = 0; i < 2; ++i) runOnce(builds[1], write);
   Run ignored;
@@ -338,8 +341,7 @@ int main(int argc, char** argv) {
   try {
     stayOnOneProcessor();
     drainLog();
-    bench(builds, {argv[2], "--tree", argv[3], "--verbose"},
-          std::chrono::seconds(std::atoi(argv[1])));
+    bench(builds, {argv[2], "--tree", argv[3]}, std::chrono::seconds(std::atoi(argv[1])));
   } catch (const std::exception& e) {
     std::cerr << e.what() << '\n';
     return 1;

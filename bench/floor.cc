@@ -1,14 +1,14 @@
-// The least that a request can cost: the same exchanges with the daemon as tzr4417.cgi, in lock
-// step, and the same bytes on standard output, with one write and without the C++ library.
+// The least cost of a request: the same exchanges with the daemon as tzr4417.cgi, in lock step, the
+// same bytes on standard output, with one write, and the same log lines, without the C++ library.
 //
-// A read takes its names from QUERY_STRING and works out the reply from the answers. A write
-// replays the request lines of BENCH_REQUESTS, recorded from the program, and forks where the
-// program does: the rules that led to them cost the program alone. So do the decoding of the query,
-// the names that the daemon does not hold, and the system log; the floor knows none of these.
+// A read takes its names from QUERY_STRING and builds the reply from the answers. A write replays
+// the request lines of BENCH_REQUESTS, recorded from the program, and forks at the same point: only
+// the program pays for its rules. The floor decodes no query and handles no unknown name.
 
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -109,6 +109,8 @@ static void detach() {
 }
 
 static void write(std::string_view name, std::string_view value, std::string_view requests) {
+  syslog(LOG_INFO, "Setting parameter %.*s to %.*s", static_cast<int>(name.size()), name.data(),
+         static_cast<int>(value.size()), value.data());
   print("Content-Type: application/json\n\n{ \"write\": \"");
   printEscaped(name);
   print(R"(", "value": ")");
@@ -124,6 +126,7 @@ static void write(std::string_view name, std::string_view value, std::string_vie
     const std::string_view answer = exchange(request, "");
     if (request[0] == 'p') printEscaped(answer);
   }
+  syslog(LOG_INFO, "Applied and saved the parameter settings");
 }
 
 int main() {
@@ -132,6 +135,7 @@ int main() {
   if (query == nullptr) return 1;
   std::string_view fields(query);
   const std::string_view command = takeUntil(fields, '=');
+  openlog("tzr4417.cgi", LOG_PID, LOG_USER);
   connectToDaemon();
   if (command == "read") {
     read(fields);
