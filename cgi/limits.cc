@@ -49,7 +49,7 @@ static void endSoon(int /*signal*/) { alarm(grace); }
 /// After `seconds`, fails the call in progress, so that the answer goes out with the values known
 /// by then. The grace then ends a program still at work.
 static bool interruptAfter(unsigned seconds) {
-  struct sigaction action {};
+  struct sigaction action = {};
   action.sa_handler = endSoon;
   action.sa_flags = SA_RESETHAND;  // and not SA_RESTART
   alarm(seconds);
