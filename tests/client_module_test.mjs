@@ -140,7 +140,7 @@ test('has the declared types', () => {
     export const names: keyof typeof declared = '' as keyof typeof written;
     export const members: keyof declared.Appliance = '' as keyof written.Appliance;
     const appliance = new declared.Appliance(new URL('http://encoder/'), 5);
-    appliance.read(new Set(['/a']), { signal: new AbortController().signal });
+    appliance.read(new Set(['/a']), { signal: new AbortController().signal, seconds: 5 });
     // @ts-expect-error
     appliance.read('/a');
     // @ts-expect-error
