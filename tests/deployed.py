@@ -36,8 +36,8 @@ def start(*command, **options):
 
 def stop(process, how=signal.SIGTERM):
     """Ends a process, even a stopped one, and gives its exit status."""
-    process.send_signal(how)
     process.send_signal(signal.SIGCONT)
+    process.send_signal(how)
     return process.wait()
 
 
