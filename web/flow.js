@@ -1,10 +1,10 @@
-// The picture of the signal flow. Its blocks and routes are found by the names of the parameters.
+// The picture of the configured signal flow: blocks and routes, found by the names.
 
-export const root = '/configuration/';
+import { make, root, setContent, shown } from './dom.js';
+
 export const modeName = `${root}inputs/video/mode`;
 
-/// Families of blocks: the folder, the column, and the block's id, title and details. $1 and $2 stand
-/// for what the folder's pattern holds, {name} for one of its parameters.
+/// Families of blocks: the folder, the column, the id, title and details. {name} is a parameter.
 const blockFamilies = [
   [/^inputs\/video\/(in\d+)/, 0, '$1', '$1', '$1 {interface} {format}'],
   [/^inputs\/audio\/([a-z]+)_in(\d+)/, 0, '$1_in$2', '$1 $2', 'pair {pair} {input} gain {gain}'],
@@ -17,15 +17,14 @@ const blockFamilies = [
   [/^outputs\/(recorder)/, 3, '$1', 'Recorder', '{format} {path}'],
 ];
 
-/// Families of routes: the parameter that makes one, the block at its end, the ids of those where it
-/// may begin, and what of such an id the value lacks.
+/// Families of routes: the parameter, the id where it ends, and the start of the id where it begins
+/// as far as the value lacks it.
 const routeFamilies = [
-  [/^encoders\/(venc\d+)\/input$/, '$1', '^in', ''],
-  [/^encoders\/(aenc\d+)\/input$/, '$1', '_in', ''],
-  [/^outputs\/(rt[sm]p)\/streams\/stream(\d+)\/([va]enc)$/, '$1$2', '^$3', '$3'],
-  [/^outputs\/ts\/muxer\/(mux\d+)\/component\d+\/encoder$/, '$1', 'enc', ''],
-  [/^outputs\/ts\/udp\/dest(\d+)\/mux$/, 'udp$1', '^mux', 'mux'],
-  [/^outputs\/(recorder)\/stream$/, '$1', '^mux', 'mux'],
+  [/^encoders\/([va]enc\d+)\/input$/, '$1', ''],
+  [/^outputs\/(rt[sm]p)\/streams\/stream(\d+)\/([va]enc)$/, '$1$2', '$3'],
+  [/^outputs\/ts\/muxer\/(mux\d+)\/component\d+\/encoder$/, '$1', ''],
+  [/^outputs\/ts\/udp\/dest(\d+)\/mux$/, 'udp$1', 'mux'],
+  [/^outputs\/(recorder)\/stream$/, '$1', 'mux'],
 ];
 
 const fill = (pattern, match) => pattern.replace(/\$(\d)/g, (_, digit) => match[digit]);
@@ -49,10 +48,10 @@ function findBlocks(values) {
         id,
         column,
         folder,
-        title: values.get(`${folder}label`) || title,
+        title: shown(values.get(`${folder}label`) || title),
         details: details.replace(/(\w* ?){([^}]+)}/g, (_, word, parameter) => {
           const value = values.get(folder + parameter);
-          return value ? word + inWords(parameter, value) : '';
+          return value ? word + shown(inWords(parameter, value)) : '';
         }),
         off: isOff(folder) || isOff(folder.replace(/streams\/.*/, '')),
         used: column > 1, // until something is found that takes it
@@ -63,25 +62,10 @@ function findBlocks(values) {
   return blocks;
 }
 
-/// What follows in the row of the parameter's family, if it has one.
-function findRoute(name) {
-  for (const [pattern, ...texts] of routeFamilies) {
-    const match = pattern.exec(name.slice(root.length));
-    if (match) return texts.map((text) => fill(text, match));
-  }
-  return [];
-}
-
-/// The values to choose from for a parameter, or nothing if it takes any text.
-export function choices(name, values) {
-  const ids = (pattern, cut) => [...findBlocks(values).keys()]
-    .filter((id) => id.match(pattern)).map((id) => id.slice(cut));
-  if (name === modeName) return [...ids('^in', 2).map((number) => `single_${number}`), 'dual'];
-  const [, from, prefix] = findRoute(name);
-  if (from) return [...ids(from, prefix.length), .../(aenc|encoder)$/.test(name) ? ['off'] : []];
-  if (/venc\d+\/codec$/.test(name)) return ['h264', 'mjpeg'];
-  if (/mux\d+\/mode$/.test(name)) return ['cbr', 'vbr'];
-  return /^(yes|no)$/.test(values.get(name)) ? ['yes', 'no'] : undefined;
+/// The modes of an appliance of which no choices are known.
+export function inputModes(values) {
+  const inputs = [...findBlocks(values).keys()].filter((id) => /^in\d/.test(id));
+  return [...inputs.map((id) => id.replace('in', 'single_')), 'dual'];
 }
 
 /// The blocks and the routes between them, also those from before a change.
@@ -89,12 +73,14 @@ function findFlow(values, changed) {
   const blocks = findBlocks(values);
   const routes = [];
   for (const name of values.keys()) {
-    const [id, , prefix] = findRoute(name);
-    const to = blocks.get(id);
-    if (!to) continue;
-    for (const before of [false, true]) {
-      const from = blocks.get(prefix + (before ? changed : values).get(name));
-      if (from) routes.push({ name, from, to, before });
+    for (const [pattern, ...texts] of routeFamilies) {
+      const match = pattern.exec(name.slice(root.length));
+      const [id, prefix] = match ? texts.map((text) => fill(text, match)) : [];
+      const to = blocks.get(id);
+      for (const before of to ? [false, true] : []) {
+        const from = blocks.get(prefix + (before ? changed : values).get(name));
+        if (from) routes.push({ name, from, to, before });
+      }
     }
   }
   // From right to left: a block is used if one that is used takes something from it.
@@ -107,79 +93,76 @@ function findFlow(values, changed) {
   return { blocks, routes };
 }
 
-function set(element, name, value) {
-  if (element.getAttribute(name) !== value) element.setAttribute(name, value);
-}
-
-export function setText(element, text) {
-  if (element.textContent !== text) element.textContent = text;
-}
-
 export class FlowPicture {
-  #columns = [0, 1, 2, 3].map(() => document.createElement('ul'));
-  #svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
-  #elements = new Map(); // of blocks by id, of routes by name
+  #columns = [0, 1, 2, 3].map(() => make('ul'));
+  #svg = make('svg', { 'role': 'group', 'aria-label': 'Routes' });
+  #items = new Map(); // of blocks by id
   #routes = [];
+  #shown; // the routes' attributes, as JSON
+  #observer = new ResizeObserver(() => this.#lay());
 
-  constructor(element) {
-    this.#svg.setAttribute('aria-hidden', 'true');
-    element.append(this.#svg, ...this.#columns);
-    new ResizeObserver(() => this.#lay()).observe(element);
+  /// `lead` gets the folder of a block that somebody activates.
+  constructor(element, lead) {
+    element.append(...this.#columns, this.#svg);
+    element.addEventListener('click', ({ target }) => {
+      const block = target.closest('[data-block]');
+      if (block) lead(`/${block.dataset.block}/`);
+    });
+    this.#observer.observe(element);
   }
 
   /// Draws what the values say and marks what belongs to `changed`, a Map of former values.
-  draw(values, changed) {
+  draw(values, changed, isElsewhere) {
     const { blocks, routes } = findFlow(values, changed);
-    const old = new Set(this.#elements.keys());
-    const element = (key, make) => {
-      if (!old.delete(key)) this.#elements.set(key, make());
-      return this.#elements.get(key);
-    };
     for (const block of blocks.values()) {
       const { id, column, folder, title, details, kind, off, used } = block;
-      const item = block.element = element(id, () => {
-        const li = document.createElement('li');
-        li.append(document.createElement('b'), document.createElement('span'));
-        return this.#columns[column].appendChild(li);
-      });
+      if (!this.#items.has(id)) {
+        const item = make('li', {}, make('button', { 'data-block': folder.slice(root.length, -1) },
+          make('b'), make('i'), make('span')));
+        this.#items.set(id, item);
+        this.#columns[column].append(item);
+        this.#observer.observe(item);
+      }
+      const item = block.element = this.#items.get(id);
       const marked = [...changed.keys()].some((name) => name.startsWith(folder));
-      set(item, 'class', `${kind}${off || !used ? ' off' : ''}${marked ? ' changed' : ''}`);
-      const state = off ? 'off · ' : used ? '' : 'not used · ';
-      setText(item.children[0], title);
-      setText(item.children[1], state + details);
+      item.className = `${kind}${off || !used ? ' off' : ''}${marked ? ' changed' : ''}`;
+      const [button] = item.children;
+      button.title = details;
+      const texts = [title, off ? 'off' : used ? '' : 'not used', details];
+      texts.forEach((text, index) => setContent(button.children[index], text));
     }
-    for (const route of routes) {
-      const { name, from, off, before } = route;
-      const path = route.element = element(`${before} ${name}`, () =>
-        this.#svg.appendChild(document.createElementNS(this.#svg.namespaceURI, 'path')));
-      set(path, 'class', before ? 'before' : `${from.kind}${off ? ' off' : ''}`);
-      if (before) continue;
-      set(path, 'data-route', name);
-      set(path, 'data-from', from.id);
-      path.toggleAttribute('data-changed', changed.has(name));
-    }
-    for (const key of old) {
-      this.#elements.get(key).remove();
-      this.#elements.delete(key);
-    }
+    const attributes = routes.map(({ name, from, to, off, before }) => {
+      const state = before ? 'before' : off ? 'off' : 'in use';
+      const text = `${from.title} to ${to.title}: ${state}`;
+      if (before) return { 'class': state, 'role': 'img', 'aria-label': text };
+      const isChanged = changed.has(name);
+      return { 'class': `${from.kind} ${state}`, 'role': 'img', 'aria-label': text + (isChanged ? ', changed' : ''),
+        'data-route': name, 'data-from': from.id,
+        ...(isChanged && { 'data-changed': isElsewhere(name) ? 'elsewhere' : '' }) };
+    });
+    const key = JSON.stringify(attributes);
+    if (key !== this.#shown) this.#svg.replaceChildren(...attributes.map((some) => make('path', some)));
+    this.#shown = key;
     this.#routes = routes;
     this.#lay();
   }
 
   /// Lays the routes between the blocks where these stand now.
   #lay() {
-    const sorted = [...this.#routes].sort((a, b) =>
-      a.from.element.offsetTop - b.from.element.offsetTop);
-    for (const route of sorted) {
-      const [from, to] = [route.from.element, route.to.element];
-      const ports = sorted.filter((other) => other.to === route.to);
+    const paths = this.#svg.children;
+    const places = this.#routes.map(({ from, to }, index) =>
+      ({ path: paths[index], from: from.element, to: to.element }));
+    places.sort((a, b) => a.from.offsetTop - b.from.offsetTop);
+    for (const place of places) {
+      const { path, from, to } = place;
+      const ports = places.filter((other) => other.to === to);
       const x1 = from.offsetLeft + from.offsetWidth;
       const y1 = from.offsetTop + from.offsetHeight / 2;
-      const y2 = to.offsetTop + to.offsetHeight * (ports.indexOf(route) + 1) / (ports.length + 1);
+      const y2 = to.offsetTop + to.offsetHeight * (ports.indexOf(place) + 1) / (ports.length + 1);
       const below = to.offsetLeft < x1; // then around, on the right
       const x2 = to.offsetLeft + (below ? to.offsetWidth : 0);
       const bend = below ? x1 + 14 : (x1 + x2) / 2;
-      set(route.element, 'd', `M${x1} ${y1}C${bend} ${y1} ${bend} ${y2} ${x2} ${y2}`);
+      path.setAttribute('d', `M${x1} ${y1}C${bend} ${y1} ${bend} ${y2} ${x2} ${y2}`);
     }
   }
 }

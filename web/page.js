@@ -1,310 +1,269 @@
-// The page: reads all parameters every few seconds, shows them as a picture and as a table, writes
-// what somebody changes, and tells what followed.
+// The page: reads all parameters again and again, shows them, and hands changes to the writes.
 
 import { Appliance, ApplianceError } from './appliance.js';
-import { FlowPicture, choices, modeName, root, setText } from './flow.js';
+import { assign, make, part, root, setContent, shown } from './dom.js';
+import { FlowPicture, inputModes, modeName } from './flow.js';
+import { findAddress, findFault, listChoices, moving, parseNames } from './names.js';
+import { report } from './report.js';
+import { State } from './state.js';
+import { Table } from './table.js';
+import { Writes } from './writes.js';
 
-const period = 3000; // milliseconds from an answer to the next read
-const patience = 2000; // until the page says that it waits
+function start() {
+  const appliance = new Appliance();
+  const state = new State();
+  const table = new Table(state);
+  const picture = new FlowPicture(part('flow'), (folder) => {
+    part('filter').value = folder;
+    table.filter();
+    part('filter').focus();
+  });
+  const writes = new Writes(state, readAll, (name, value) => patiently(appliance.write(name, value)), show);
+  let descriptions; // of the parameters, by name
+  let imported = new Map(); // from a file, until it is written
+  let moved = ''; // where the appliance may be now
+  let readAt = '';
+  let trouble; // the kind of the last failure to read, or 401
+  let times = [0]; // milliseconds of the last answers
 
-const part = (id) => document.getElementById(id);
-const short = (name) => name.replace(root, '');
-const shown = (value) => value || '(empty)';
-const trim = (value) => value.replace(/^[ \t-\r]+|[ \t-\r]+$/g, ''); // as the program does
-
-function make(tag, attributes, ...content) {
-  const element = document.createElement(tag);
-  for (const [name, value] of Object.entries(attributes)) element.setAttribute(name, value);
-  element.append(...content);
-  return element;
-}
-
-let appliance, picture, timer, names;
-let values = new Map(); // what was read last
-let readAt = '';
-let changed = new Map(); // the former values of what the last write has changed
-let unsettled; // a write of which nothing was read yet
-let trouble; // the kind of the last failure to read
-const rows = new Map();
-
-/// One parameter. What somebody types stays until it is written or taken back.
-class Row {
-  #field;
-  #isList;
-  #note;
-  #lastKey = 'Enter';
-  #stored; // what the field was filled with
-  #settled; // what it then showed: a field changes line ends
-  #writing = false;
-  #complaint = '';
-
-  constructor(name, label) {
-    this.name = name;
-    this.#note = make('p', { class: 'note', id: `note:${name}` });
-    const list = choices(name, values);
-    this.#isList = Boolean(list);
-    this.#field = make(list ? 'select' : 'textarea', { 'id': name, 'aria-label': short(name),
-      'aria-describedby': this.#note.id, 'placeholder': 'empty', 'spellcheck': 'false' },
-    ...(list ?? []).map((choice) => make('option', {}, choice)));
-    this.element = make('div', { 'class': 'row', 'data-name': name },
-      make('label', { for: name }, label.replaceAll('/', '/\u200b')), this.#field, this.#note);
-    this.#fill();
-    this.#field.addEventListener('input', () => this.show());
-    this.#field.addEventListener('keydown', (event) => this.#press(event));
-    // Enter chooses from an open list, as the mouse does. An arrow key changes a closed one.
-    this.#field.addEventListener('mousedown', () => { this.#lastKey = 'Enter'; });
-    this.#field.addEventListener('change', () => {
-      if (list && this.#lastKey === 'Enter') this.#write();
-    });
-  }
-
-  get typed() { return this.#field.value !== this.#settled; }
-
-  /// No white space around it: a read would not tell of any.
-  get #text() { return trim(this.#field.value); }
-
-  #fill() {
-    const field = this.#field;
-    this.#stored = values.get(this.name);
-    field.value = this.#stored;
-    if (field.selectedIndex < 0) {
-      field.append(make('option', { value: this.#stored, selected: '' }, this.#stored));
+  function show() {
+    const { values, staged, outcomes, changed } = state;
+    if (!values.size) return;
+    if (!staged.size) imported.clear();
+    const isElsewhere = (name) => state.isElsewhere(name);
+    const address = findAddress(values, new Map(listAsking()));
+    for (const outcome of outcomes.values()) {
+      if (outcome.action === 'confirm') outcome.note = `The appliance may then be at ${address}`;
     }
-    this.#settled = field.value;
-    if (!this.#isList) field.rows = this.#settled.split('\n').length;
+    table.show(descriptions, act, (name) => writes.doing(name));
+    const [title, ...about] = ['name', 'model', 'serial_number', 'firmware_version', 'location']
+      .map((name) => values.get(`${root}system/${name}`));
+    document.title = shown(title || 'Encoder');
+    setContent(part('title'), document.title);
+    setContent(part('about'), about.filter(Boolean).map(shown).join(' · '));
+    picture.draw(values, changed, isElsewhere);
+    showModes(values);
+    report({ staged: staged.size, writes, moved, marks: changed.size,
+      wrong: [...outcomes.values()].map(({ bad }) => bad).filter(Boolean),
+      elsewhere: [...changed].filter(([name]) => isElsewhere(name))
+        .map(([name, from]) => ({ name, from, to: values.get(name) })) });
   }
 
-  #press(event) {
-    const { key } = event;
-    this.#lastKey = key;
-    if (key === 'Escape' && this.typed) {
-      this.finish(this.#text, '');
-    } else if (key === 'Enter' && !event.shiftKey && !event.isComposing) {
-      if (!this.#isList) event.preventDefault();
-      // Later, since Enter may choose from an open list.
-      setTimeout(() => (!this.#isList || this.typed) && this.#write());
+  function showModes(values) {
+    const modes = values.has(modeName) ? listChoices(descriptions.get(modeName)) ?? inputModes(values) : [];
+    if (part('modes').children.length !== modes.length) {
+      part('modes').replaceChildren(...modes.map((mode) => make('button', { 'data-mode': mode },
+        mode === 'dual' ? 'both inputs' : mode.replace('single_', 'input '))));
+    }
+    for (const button of part('modes').children) {
+      button.ariaPressed = String(button.dataset.mode === values.get(modeName));
     }
   }
 
-  #write() {
-    if (this.#writing) return;
-    this.#writing = true;
-    write(this.name, this.#text);
+  /// Tells how reading goes: `good`, `waiting` or `trouble`.
+  function tell(mood, text = '') {
+    document.body.dataset.state = mood;
+    const old = readAt && ` What you see was read at ${readAt}.`;
+    for (const id of ['waiting', 'trouble']) setContent(part(id), id === mood ? text + old : '');
   }
 
-  /// Ends the write of `value`; with a complaint, what was typed stays.
-  finish(value, complaint) {
-    this.#writing = false;
-    this.#complaint = complaint;
-    if (!complaint && this.#text === value) this.#fill();
-    this.show();
+  function leadToHash() { table.lead(location.hash); }
+
+  async function fetchNames() {
+    const url = new URL('names.txt', location.origin + location.pathname);
+    const { ok, status, text, cause } = await fetch(url, { cache: 'no-cache' })
+      .then(async (response) => ({ ok: response.ok, status: response.status, text: await response.text() }))
+      .catch((error) => ({ cause: error }));
+    if (ok) return parseNames(text);
+    throw new ApplianceError('silent', 'The web server does not give names.txt', { status, cause });
   }
 
-  /// Shows what was read, unless somebody types here.
-  show() {
-    const stored = values.get(this.name);
-    if (this.#stored !== stored && (!this.typed || this.#field.value === stored)) this.#fill();
-    const isChanged = changed.has(this.name);
-    setText(this.#note, [this.#complaint, this.#stored !== stored && `stored: ${shown(stored)}`,
-      isChanged && `was ${shown(changed.get(this.name))}`].filter(Boolean).join(' · '));
-    this.element.toggleAttribute('data-changed', isChanged);
-    this.element.classList.toggle('typed', this.typed);
-    this.#field.ariaInvalid = String(this.#complaint !== '');
-  }
-}
-
-/// Makes the rows of new names, grouped by a numbered folder or else the first one.
-function makeTable() {
-  const groups = new Map();
-  for (const name of values.keys()) {
-    const [folder] = /^(.*?\d|[^/]*)(?=\/)/.exec(short(name)) ?? [''];
-    if (!groups.has(folder)) groups.set(folder, make('section', {}, make('h3', {}, folder)));
-    if (!rows.has(name)) rows.set(name, new Row(name, short(name).slice(folder.length + 1)));
-    groups.get(folder).append(rows.get(name).element);
-  }
-  part('table').replaceChildren(...groups.values());
-}
-
-function filter() {
-  const wanted = part('filter').value.toLowerCase();
-  const only = part('only-changed').checked;
-  let count = 0;
-  for (const { name, typed, element } of rows.values()) {
-    const fits = `${name}\n${values.get(name)}`.toLowerCase().includes(wanted) && (!only || changed.has(name));
-    element.hidden = !fits && !typed && !element.contains(document.activeElement);
-    count += !element.hidden;
-  }
-  for (const group of part('table').children) {
-    group.hidden = !group.querySelector('.row:not([hidden])');
-  }
-  setText(part('count'), `${count} of ${rows.size}`);
-}
-
-/// Tells how reading goes: `good`, `waiting` or `trouble`.
-function tell(state, text = '') {
-  document.body.dataset.state = state;
-  const old = readAt && ` What you see was read at ${readAt}.`;
-  for (const id of ['waiting', 'trouble']) setText(part(id), id === state ? text + old : '');
-  part('old').hidden = state !== 'trouble';
-}
-
-/// Tells of a write: what went wrong, what is stored, and what has changed.
-function report(wrong, text = '', items = []) {
-  setText(part('wrong'), wrong);
-  part('told').replaceChildren(text);
-  if (items.length) {
-    part('told').append(make('ul', {}, ...items.map((name) => make('li', {},
-      make('a', { href: `#${name}` }, short(name)), ` ${shown(changed.get(name))} → `, make('b', {}, shown(values.get(name)))))));
-  }
-  part('clear').hidden = !wrong && !text;
-}
-
-function showModes() {
-  const modes = values.has(modeName) ? choices(modeName, values) : [];
-  if (part('modes').children.length !== modes.length) {
-    part('modes').replaceChildren(...modes.map((mode) => make('button', { 'data-mode': mode },
-      mode === 'dual' ? 'both inputs' : mode.replace('single_', 'input '))));
-  }
-  for (const button of part('modes').children) {
-    button.ariaPressed = String(button.dataset.mode === values.get(modeName));
-  }
-}
-
-function show() {
-  if (rows.size !== values.size) makeTable();
-  for (const row of rows.values()) row.show();
-  const [title, ...about] = ['name', 'model', 'serial_number', 'firmware_version', 'location']
-    .map((name) => values.get(`${root}system/${name}`));
-  document.title = title || 'Encoder';
-  setText(part('title'), document.title);
-  setText(part('about'), about.filter(Boolean).join(' · '));
-  picture.draw(values, changed);
-  showModes();
-  filter();
-}
-
-function clear() {
-  changed = new Map();
-  report('');
-  show();
-}
-
-/// The names, one a line: the program cannot list them.
-async function fetchNames() {
-  const url = new URL('names.txt', location.origin + location.pathname);
-  const response = await fetch(url, { cache: 'no-cache' }).catch(() => ({}));
-  if (!response.ok) throw new ApplianceError('silent', 'The web server does not give names.txt');
-  return (await response.text()).split(/\s+/).filter(Boolean);
-}
-
-/// Says that the page waits, if it does for long.
-function patiently(answer) {
-  const late = setTimeout(() => {
-    if (trouble !== 'silent') tell('waiting', 'Waiting for the appliance to answer.');
-  }, patience);
-  return answer.finally(() => clearTimeout(late));
-}
-
-/// Reads and shows everything. Gives what went wrong, or nothing.
-async function readAll() {
-  try {
-    names ??= await patiently(fetchNames());
-    const { values: found, invalid } = await patiently(appliance.read(names));
-    if (!found.size) throw new ApplianceError('broken', 'No parameter could be read');
-    const lost = invalid.filter((name) => values.has(name)).length;
-    values = new Map(names.map((name) => [name, found.get(name) ?? values.get(name)])
-      .filter(([, value]) => value !== undefined));
-    if (lost) {
-      show();
-      throw new ApplianceError('broken', `${lost} of ${values.size} parameters could not be read`);
-    }
-    readAt = new Date().toLocaleTimeString();
-    setText(part('read-at'), `Read at ${readAt}`);
-    trouble = undefined;
-    tell('good');
-    if (unsettled) settle();
-    show();
-    return '';
-  } catch ({ kind, message }) {
-    trouble = kind;
-    tell('trouble', `${message}.`);
-    return message;
-  }
-}
-
-let last = Promise.resolve();
-
-/// One job after the other, so that what changes between two reads is one write's doing.
-function queue(job) {
-  last = last.then(job);
-  return last;
-}
-
-/// Writes, reads everything again, and tells what has changed.
-function write(name, value) {
-  return queue(async () => {
-    const what = `${short(name)} = ${shown(value)}`;
-    const fail = (message) => {
-      unsettled = undefined;
-      report(`Not stored: ${what}. ${message}.`);
-      rows.get(name).finish(value, 'not stored');
-    };
-    const wrong = await readAll();
-    clear();
-    if (wrong) return fail(wrong);
-    unsettled = { name, value, what, before: values, complaint: '', broke: '' };
+  /// Says that the page waits, if it does for longer than usual.
+  async function patiently(answer) {
+    const begin = Date.now();
+    const late = setTimeout(() => {
+      if (trouble !== 'silent') tell('waiting', 'Waiting for the appliance to answer.');
+    }, Math.max(2000, 2 * Math.max(...times)));
     try {
-      unsettled.complaint = trim((await patiently(appliance.write(name, value))).reply);
-    } catch ({ kind, message }) {
-      if (['daemon', 'refused'].includes(kind)) return fail(message);
-      unsettled.broke = message;
-      report(`The write of ${what} broke off. ${message}. Reading what is stored …`);
+      const result = await answer;
+      times = [Date.now() - begin, ...times.slice(0, 4)];
+      return result;
+    } finally {
+      clearTimeout(late);
     }
-    return readAll();
-  });
-}
-
-/// Tells what the last write did, now that everything was read again.
-function settle() {
-  const { name, value, what, before, complaint, broke } = unsettled;
-  unsettled = undefined;
-  for (const [other, now] of values) {
-    if (before.get(other) !== now) changed.set(other, before.get(other));
   }
-  const kept = values.get(name) === value;
-  const items = [...changed.keys()].sort((a, b) => (b === name) - (a === name));
-  const more = items.length - changed.has(name);
-  report(
-    complaint ? `The appliance complains about ${what}: ${complaint}`
-      : broke ? `The write of ${what} broke off. ${broke}.`
-        : kept ? '' : `The appliance has not kept ${what}.`,
-    (kept ? `Stored: ${what}.` : `Stored is ${short(name)} = ${shown(values.get(name))}.`)
-      + (more ? ` With it changed ${more} more.` : ''), items);
-  rows.get(name).finish(value, kept ? '' : complaint || (broke && 'not stored'));
-}
 
-function readSoon(delay = 0) {
-  clearTimeout(timer);
-  timer = setTimeout(() => document.hidden || queue(readAll).then(() => readSoon(period)), delay);
-}
+  /// Reads everything into the state. Gives what went wrong, or nothing.
+  async function readAll() {
+    try {
+      descriptions ??= await patiently(fetchNames());
+      const names = [...descriptions.keys()];
+      const { values, invalid } = await patiently(appliance.read(names));
+      if (!values.size) throw new ApplianceError('broken', 'No parameter could be read');
+      const old = state.values;
+      const lost = invalid.filter((name) => old.has(name)).length;
+      state.take(new Map(names.map((name) => [name, values.get(name) ?? old.get(name)])
+        .filter(([, value]) => value !== undefined)), writes.isUnsettled);
+      if (lost) throw new ApplianceError('broken', `${lost} of ${state.values.size} parameters could not be read`);
+      readAt = new Date().toLocaleTimeString();
+      setContent(part('read-at'), `Read at ${readAt}`);
+      trouble = undefined;
+      state.forgetTrouble();
+      tell('good');
+      return '';
+    } catch (error) {
+      if (!(error instanceof ApplianceError)) throw error;
+      trouble = error.status === 401 ? 401 : error.kind;
+      tell('trouble', trouble === 401 ? 'The appliance wants the password again: reload this page.'
+        : `${error.message}.`);
+      return error.message;
+    } finally {
+      show();
+    }
+  }
 
-if (window.top === window) {
-  appliance = new Appliance();
-  picture = new FlowPicture(part('flow'));
-  part('modes').addEventListener('click', ({ target: { dataset: { mode } } }) =>
-    mode && write(modeName, mode));
-  part('again').addEventListener('click', () => readSoon());
-  part('clear').addEventListener('click', () => {
-    clear();
-    part('filter').focus({ preventScroll: true });
+  let last = Promise.resolve();
+
+  /// One job after the other, so that what changes between two reads is one job's doing.
+  function queue(job) {
+    last = last.then(job).catch(tellFault).finally(show);
+    return last;
+  }
+
+  let timer;
+  let touched = Date.now();
+  const isIdle = () => Date.now() - touched > 60000;
+
+  /// Reads after a delay, and then again and again.
+  function readSoon(delay = 0) {
+    clearTimeout(timer);
+    timer = setTimeout(() => document.hidden || queue(async () => {
+      const isFirst = !readAt;
+      if (await readAll()) return;
+      writes.settle();
+      if (isFirst) leadToHash();
+    }).then(() => trouble === 401 || readSoon(isIdle() ? 30000 : 3000)), delay);
+  }
+
+  function send(pairs, wanted) {
+    writes.add(pairs, wanted);
+    queue(() => writes.carryOut());
+  }
+
+  /// Sends the pairs but those that somebody has to look at first, as their rows tell.
+  function write(pairs, wanted, anyway) {
+    const rest = pairs.filter(([name, value]) => {
+      const fault = !anyway && findFault(descriptions.get(name), value);
+      const isAsked = fault || moving.includes(name);
+      if (isAsked) {
+        wanted?.delete(name);
+        state.stage(name, value);
+        state.outcomes.set(name, fault ? { action: 'anyway', value, note: `not sent: ${fault}`,
+          bad: `Not sent: ${assign(name, value)} is ${fault}.` } : { action: 'confirm', value });
+      }
+      return !isAsked;
+    });
+    if (rest.length) send(rest, wanted);
+  }
+
+  const listAsking = () => moving.filter((name) => state.outcomes.get(name)?.action === 'confirm')
+    .map((name) => [name, state.staged.get(name)]);
+
+  /// What a row's field and buttons do.
+  function act(name, action, text) {
+    const pairs = [...state.staged].filter(([other]) => other === name);
+    if (action !== 'stage') imported.delete(name);
+    if (action === 'cancel') writes.takeBack(name);
+    if (action === 'cancel' || action === 'stage') {
+      state.stage(name, text);
+    } else if (action === 'confirm') {
+      const asking = listAsking();
+      moved = findAddress(state.values, new Map(asking));
+      asking.forEach(([other]) => state.outcomes.delete(other));
+      send(asking);
+    } else {
+      write(pairs, undefined, action === 'anyway');
+    }
+    show();
+  }
+
+  const actions = {
+    'write-all': () => {
+      // What the file has as it is may change with the rest.
+      const same = [...imported].filter(([name, value]) => state.values.get(name) === value);
+      write([...state.staged], imported.size ? new Map([...same, ...state.staged]) : undefined);
+      imported = new Map();
+    },
+    'discard': () => [...state.staged.keys()].forEach((name) => act(name, 'cancel')),
+    'take-back': () => writes.takeBack(),
+    'undo': () => write(...writes.planUndo(), true),
+    'clear': () => {
+      state.clearMarks();
+      writes.told = {};
+      moved = '';
+      part('filter').focus({ preventScroll: true });
+    },
+    'export': () => queue(async () => {
+      const { exportValues } = await import('./backup.js');
+      const wrong = await readAll();
+      if (wrong) writes.told = { text: `Not exported. ${wrong}.` };
+      else exportValues(state.values);
+    }),
+    'again': () => readSoon(),
+  };
+
+  document.addEventListener('click', ({ target }) => {
+    const { action } = target.closest('[data-action]')?.dataset ?? {};
+    if (Object.hasOwn(actions, action)) {
+      actions[action]();
+      show();
+    }
+    if (target.closest('a')?.hash === location.hash) leadToHash(); // which is no change of it
   });
-  part('told').addEventListener('click', () => { // which may lead to a row
-    part('filter').value = '';
-    filter();
+  part('modes').addEventListener('click', ({ target: { dataset: { mode } } }) => {
+    if (!mode) return;
+    state.stage(modeName, mode);
+    act(modeName, 'anyway');
   });
-  for (const id of ['filter', 'only-changed']) part(id).addEventListener('input', filter);
+  part('file').addEventListener('change', ({ target }) => {
+    queue(async () => {
+      const { importValues } = await import('./backup.js');
+      [imported, writes.told] = await importValues(target.files[0], state, descriptions);
+      target.value = ''; // so that it can be chosen again
+    });
+  });
+  for (const id of ['filter', 'only-changed']) part(id).addEventListener('input', () => table.filter());
+  document.addEventListener('keydown', (event) => {
+    if (event.key !== '/' || event.target.closest('input, select, textarea')) return;
+    event.preventDefault();
+    part('filter').focus();
+  });
+  for (const type of ['pointermove', 'pointerdown', 'keydown', 'wheel']) {
+    document.addEventListener(type, () => {
+      const wasIdle = isIdle();
+      touched = Date.now();
+      if (wasIdle && trouble !== 401) readSoon();
+    }, { passive: true });
+  }
+  // What is in focus stays clear of the report, which lies above the table.
+  new ResizeObserver(([{ target }]) => {
+    document.documentElement.style.scrollPaddingTop = `${target.offsetHeight + 16}px`;
+  }).observe(part('result'));
   document.addEventListener('visibilitychange', () => readSoon());
+  window.addEventListener('hashchange', leadToHash);
+  window.addEventListener('beforeunload', (event) => {
+    if (state.staged.size || writes.isBusy) event.preventDefault();
+  });
   readSoon();
-} else {
-  document.body.replaceChildren('This page does not run inside another one.');
 }
+
+/// An error that the appliance has not caused.
+function tellFault(error) {
+  setContent(part('fault'), `This page has a fault: ${error?.message ?? error}. Reload it.`);
+  console.error(error);
+}
+
+window.addEventListener('error', ({ error }) => tellFault(error));
+window.addEventListener('unhandledrejection', ({ reason }) => tellFault(reason));
+if (window.top === window) start();
+else document.body.replaceChildren('This page does not run inside another one.');

@@ -1,0 +1,26 @@
+"""Takes a picture of the page as a PNG. For scripts/isolate, as page_test.py.
+
+usage: page_picture.py BUILD-FOLDER FILE"""
+
+import os
+import pathlib
+import sys
+import unittest
+
+from page_test import PageTest, wait_for
+
+
+class Picture(PageTest):
+    def runTest(self):
+        self.open()
+        self.find('[data-mode=single_2]').click()
+        wait_for(self.changed)
+        self.type('network/mtu', '1400')
+        self.ask('window.scrollTo(0, 0)')
+        self.browser.save_screenshot(sys.argv[2])
+
+
+if __name__ == '__main__':
+    os.umask(0o022)
+    PageTest.build = pathlib.Path(sys.argv[1]).resolve()
+    sys.exit(not unittest.TextTestRunner().run(Picture()).wasSuccessful())

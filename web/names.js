@@ -1,0 +1,44 @@
+// What the page knows of the parameters: names.txt, and which of them move the appliance away.
+
+import { root } from './dom.js';
+
+/// Gives a Map from each name to its description: the texts of its lines by their first words.
+export function parseNames(text) {
+  const names = new Map();
+  let about = {};
+  for (const line of text.split('\n')) {
+    const [, word, rest] = /^\s*(\S*)\s*(.*?)\s*$/.exec(line);
+    if (line.startsWith('/')) names.set(word, about = {});
+    else about[word] = rest;
+  }
+  return names;
+}
+
+export const listChoices = ({ choices }) => choices?.split(/\s+/);
+
+/// What is wrong with the value by the description, or nothing.
+export function findFault(about, value) {
+  const { range, pattern, unit = '' } = about;
+  const choices = listChoices(about);
+  if (choices && !choices.includes(value)) return `not one of ${choices.join(', ')}`;
+  const [low, high] = range?.split(/\s+/).map(Number) ?? [];
+  if (range && !(/^-?\d+(\.\d+)?$/.test(value) && value >= low && value <= high)) {
+    return `not a number from ${low} to ${high} ${unit}`.trim();
+  }
+  return pattern && !RegExp(`^(?:${pattern})$`, 'u').test(value) ? 'not of the right form' : '';
+}
+
+const [gateway, mask, address, dhcp, port] = ['network/gateway', 'network/subnet_mask',
+  'network/ip_addr', 'network/dhcp', 'services/http/port'].map((name) => root + name);
+
+/// After each of these the appliance may be gone: they come last, the address after its mask.
+export const moving = [gateway, mask, address, dhcp, port];
+
+/// The address of the page once `wanted`, a Map of values, is stored.
+export function findAddress(values, wanted) {
+  const url = new URL('/', location.origin);
+  if (wanted.get(dhcp) === 'yes') url.hostname = values.get(`${root}network/hostname`);
+  else if (wanted.has(dhcp) || wanted.has(address)) url.hostname = wanted.get(address) ?? values.get(address);
+  if (wanted.has(port)) url.port = wanted.get(port);
+  return url.href;
+}
