@@ -1,11 +1,11 @@
 # For a GCC cross tool chain, as firmware builders have it:
-#   CROSS_PREFIX   what the names of its tools begin with; with their folder, unless PATH has it
-#   CROSS_SYSROOT  where the target's files are; the compiler's own sysroot, unless given
-#   CROSS_CGICC    a folder laid out like a sysroot that has cgicc, with a cgicc.pc that tells paths
-#                  of this machine, if the sysroot has no cgicc
+#   CROSS_PREFIX   the beginning of its tools' names; with their folder, unless PATH has it
+#   CROSS_SYSROOT  the folder of the target's files; the compiler's own sysroot by default
+#   CROSS_CGICC    for a sysroot without cgicc: a folder laid out like a sysroot that has it. The paths
+#                  in its cgicc.pc are those of this machine
 # cmake -DCMAKE_TOOLCHAIN_FILE=cmake/cross.cmake -DCROSS_PREFIX=/opt/arm/bin/arm-linux- ...
 
-# CMake's own trial projects read this file too, and get these only by way of the environment.
+# CMake's own trial projects read this file too, and get these only through the environment.
 foreach(variable CROSS_PREFIX CROSS_SYSROOT CROSS_CGICC)
   if(DEFINED ${variable})
     set(ENV{${variable}} "${${variable}}")
@@ -44,7 +44,7 @@ else()
   set(ENV{PKG_CONFIG_SYSROOT_DIR} ${root})
 endif()
 
-# What this machine has for itself is never taken for the target's.
+# Never take this machine's own libraries for the target's.
 set(CMAKE_FIND_ROOT_PATH ${root})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 foreach(kind LIBRARY INCLUDE PACKAGE)

@@ -1,5 +1,5 @@
-# Looks for the libraries. Sets BUILD_TESTING and BUILD_SIMULATOR to OFF where they are AUTO and the
-# build is for another machine or a package is missing. Any other missing package is an error.
+# Looks for the libraries. AUTO becomes OFF in a cross build, and if a package is missing. Any other
+# missing package is an error.
 
 set(missing)
 set(missing_BUILD_TESTING)

@@ -27,8 +27,8 @@ refuse_arguments() {
   exit 2
 }
 
-# configure FOLDER ARGUMENT...: prepares a build there. CMake refuses a folder whose checkout has moved,
-# so its settings go then.
+# configure FOLDER ARGUMENT...: prepares a build there. CMake refuses the settings of a moved checkout,
+# so they go first.
 configure() {
   local folder=$1
   shift
@@ -38,7 +38,7 @@ configure() {
   cmake -B "$folder" "$@" >/dev/null
 }
 
-# build FOLDER [ARGUMENT...]: builds what was configured there.
+# build FOLDER [ARGUMENT...]: builds there.
 build() {
   cmake --build "$1" --parallel "$(nproc)" "${@:2}"
 }
