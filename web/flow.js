@@ -1,4 +1,4 @@
-// The picture of the configured signal flow: blocks and routes, found by the names.
+// The picture of the signal flow: blocks and routes, found by the parameters' names.
 
 import { make, root, setContent, shown } from './dom.js';
 
@@ -17,8 +17,7 @@ const blockFamilies = [
   [/^outputs\/(recorder)/, 3, '$1', 'Recorder', '{format} {path}'],
 ];
 
-/// Families of routes: the parameter, the id where it ends, and the start of the id where it begins
-/// as far as the value lacks it.
+/// Families of routes: the parameter, the id at the end, and what the value lacks of the other id.
 const routeFamilies = [
   [/^encoders\/([va]enc\d+)\/input$/, '$1', ''],
   [/^outputs\/(rt[sm]p)\/streams\/stream(\d+)\/([va]enc)$/, '$1$2', '$3'],
@@ -62,7 +61,7 @@ function findBlocks(values) {
   return blocks;
 }
 
-/// The modes of an appliance of which no choices are known.
+/// The modes where no choices are known.
 export function inputModes(values) {
   const inputs = [...findBlocks(values).keys()].filter((id) => /^in\d/.test(id));
   return [...inputs.map((id) => id.replace('in', 'single_')), 'dual'];
@@ -111,7 +110,7 @@ export class FlowPicture {
     this.#observer.observe(element);
   }
 
-  /// Draws what the values say and marks what belongs to `changed`, a Map of former values.
+  /// Draws the values, and marks those of `changed`, a Map of former ones.
   draw(values, changed, isElsewhere) {
     const { blocks, routes } = findFlow(values, changed);
     for (const block of blocks.values()) {

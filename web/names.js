@@ -1,4 +1,4 @@
-// What the page knows of the parameters: names.txt, and which of them move the appliance away.
+// What is known of the parameters: names.txt, and which of them move the appliance away.
 
 import { root } from './dom.js';
 
@@ -31,7 +31,7 @@ export function findFault(about, value) {
 const [gateway, mask, address, dhcp, port] = ['network/gateway', 'network/subnet_mask',
   'network/ip_addr', 'network/dhcp', 'services/http/port'].map((name) => root + name);
 
-/// After each of these the appliance may be gone: they come last, the address after its mask.
+/// After each of these the appliance may be gone, so the address comes after its mask.
 export const moving = [gateway, mask, address, dhcp, port];
 
 /// The address of the page once `wanted`, a Map of values, is stored.

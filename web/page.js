@@ -1,4 +1,4 @@
-// The page: reads all parameters again and again, shows them, and hands changes to the writes.
+// The page: reads all parameters again and again, shows them, and has changes written.
 
 import { Appliance, ApplianceError } from './appliance.js';
 import { assign, make, part, root, setContent, shown } from './dom.js';
@@ -7,7 +7,8 @@ import { findAddress, findFault, listChoices, moving, parseNames } from './names
 import { report } from './report.js';
 import { State } from './state.js';
 import { Table } from './table.js';
-import { Writes } from './writes.js';
+
+const interrupted = 'A write goes first';
 
 function start() {
   const appliance = new Appliance();
@@ -18,7 +19,7 @@ function start() {
     table.filter();
     part('filter').focus();
   });
-  const writes = new Writes(state, readAll, (name, value) => patiently(appliance.write(name, value)), show);
+  let writes; // the module that writes, from the first write on
   let descriptions; // of the parameters, by name
   let imported = new Map(); // from a file, until it is written
   let moved = ''; // where the appliance may be now
@@ -30,23 +31,19 @@ function start() {
     const { values, staged, outcomes, changed } = state;
     if (!values.size) return;
     if (!staged.size) imported.clear();
-    const isElsewhere = (name) => state.isElsewhere(name);
     const address = findAddress(values, new Map(listAsking()));
     for (const outcome of outcomes.values()) {
       if (outcome.action === 'confirm') outcome.note = `The appliance may then be at ${address}`;
     }
-    table.show(descriptions, act, (name) => writes.doing(name));
+    table.show(descriptions, act, (name) => state.doing(name));
     const [title, ...about] = ['name', 'model', 'serial_number', 'firmware_version', 'location']
       .map((name) => values.get(`${root}system/${name}`));
     document.title = shown(title || 'Encoder');
     setContent(part('title'), document.title);
     setContent(part('about'), about.filter(Boolean).map(shown).join(' · '));
-    picture.draw(values, changed, isElsewhere);
+    picture.draw(values, changed, (name) => state.isElsewhere(name));
     showModes(values);
-    report({ staged: staged.size, writes, moved, marks: changed.size,
-      wrong: [...outcomes.values()].map(({ bad }) => bad).filter(Boolean),
-      elsewhere: [...changed].filter(([name]) => isElsewhere(name))
-        .map(([name, from]) => ({ name, from, to: values.get(name) })) });
+    report(state, moved);
   }
 
   function showModes(values) {
@@ -60,7 +57,7 @@ function start() {
     }
   }
 
-  /// Tells how reading goes: `good`, `waiting` or `trouble`.
+  /// `good`, `waiting` or `trouble`.
   function tell(mood, text = '') {
     document.body.dataset.state = mood;
     const old = readAt && ` What you see was read at ${readAt}.`;
@@ -71,10 +68,10 @@ function start() {
 
   async function fetchNames() {
     const url = new URL('names.txt', location.origin + location.pathname);
-    const { ok, status, text, cause } = await fetch(url, { cache: 'no-cache' })
-      .then(async (response) => ({ ok: response.ok, status: response.status, text: await response.text() }))
+    const { status, text, cause } = await fetch(url)
+      .then(async (response) => ({ status: response.status, text: await response.text() }))
       .catch((error) => ({ cause: error }));
-    if (ok) return parseNames(text);
+    if (status === 200) return parseNames(text);
     throw new ApplianceError('silent', 'The web server does not give names.txt', { status, cause });
   }
 
@@ -94,16 +91,16 @@ function start() {
   }
 
   /// Reads everything into the state. Gives what went wrong, or nothing.
-  async function readAll() {
+  async function readAll(options) {
     try {
       descriptions ??= await patiently(fetchNames());
       const names = [...descriptions.keys()];
-      const { values, invalid } = await patiently(appliance.read(names));
+      const { values, invalid } = await patiently(appliance.read(names, options));
       if (!values.size) throw new ApplianceError('broken', 'No parameter could be read');
       const old = state.values;
       const lost = invalid.filter((name) => old.has(name)).length;
       state.take(new Map(names.map((name) => [name, values.get(name) ?? old.get(name)])
-        .filter(([, value]) => value !== undefined)), writes.isUnsettled);
+        .filter(([, value]) => value !== undefined)), state.unsettled);
       if (lost) throw new ApplianceError('broken', `${lost} of ${state.values.size} parameters could not be read`);
       readAt = new Date().toLocaleTimeString();
       setContent(part('read-at'), `Read at ${readAt}`);
@@ -112,6 +109,7 @@ function start() {
       tell('good');
       return '';
     } catch (error) {
+      if (error === interrupted) return error;
       if (!(error instanceof ApplianceError)) throw error;
       trouble = error.status === 401 ? 401 : error.kind;
       tell('trouble', trouble === 401 ? 'The appliance wants the password again: reload this page.'
@@ -124,13 +122,13 @@ function start() {
 
   let last = Promise.resolve();
 
-  /// One job after the other, so that what changes between two reads is one job's doing.
+  /// One after the other, so that what changes between two reads is one job's doing.
   function queue(job) {
     last = last.then(job).catch(tellFault).finally(show);
     return last;
   }
 
-  let timer;
+  let timer, polling;
   let touched = Date.now();
   const isIdle = () => Date.now() - touched > 60000;
 
@@ -139,18 +137,30 @@ function start() {
     clearTimeout(timer);
     timer = setTimeout(() => document.hidden || queue(async () => {
       const isFirst = !readAt;
-      if (await readAll()) return;
-      writes.settle();
+      polling = new AbortController();
+      if (await readAll(polling)) return;
+      writes?.settle(state);
       if (isFirst) leadToHash();
     }).then(() => trouble === 401 || readSoon(isIdle() ? 30000 : 3000)), delay);
   }
 
   function send(pairs, wanted) {
-    writes.add(pairs, wanted);
-    queue(() => writes.carryOut());
+    polling.abort(interrupted); // not to wait for it
+    state.addJob(pairs, wanted);
+    queue(async () => {
+      try {
+        writes ??= await patiently(import('./writes.js'));
+        await writes.carryOut(state, readAll, (...pair) => patiently(appliance.write(...pair)), show);
+      } catch (error) {
+        if (writes) throw error;
+        state.giveUp('The web server does not give writes.js');
+      } finally {
+        state.jobs.shift();
+      }
+    });
   }
 
-  /// Sends the pairs but those that somebody has to look at first, as their rows tell.
+  /// Sends pairs, but not what somebody has to look at first: their rows tell.
   function write(pairs, wanted, anyway) {
     const rest = pairs.filter(([name, value]) => {
       const fault = !anyway && findFault(descriptions.get(name), value);
@@ -173,7 +183,7 @@ function start() {
   function act(name, action, text) {
     const pairs = [...state.staged].filter(([other]) => other === name);
     if (action !== 'stage') imported.delete(name);
-    if (action === 'cancel') writes.takeBack(name);
+    if (action === 'cancel') state.takeBack(name);
     if (action === 'cancel' || action === 'stage') {
       state.stage(name, text);
     } else if (action === 'confirm') {
@@ -195,18 +205,18 @@ function start() {
       imported = new Map();
     },
     'discard': () => [...state.staged.keys()].forEach((name) => act(name, 'cancel')),
-    'take-back': () => writes.takeBack(),
-    'undo': () => write(...writes.planUndo(), true),
+    'take-back': () => state.takeBack(),
+    'undo': () => write(...writes.planUndo(state), true),
     'clear': () => {
       state.clearMarks();
-      writes.told = {};
+      state.told = {};
       moved = '';
       part('filter').focus({ preventScroll: true });
     },
     'export': () => queue(async () => {
       const { exportValues } = await import('./backup.js');
       const wrong = await readAll();
-      if (wrong) writes.told = { text: `Not exported. ${wrong}.` };
+      if (wrong) state.told = { text: `Not exported. ${wrong}.` };
       else exportValues(state.values);
     }),
     'again': () => readSoon(),
@@ -228,7 +238,7 @@ function start() {
   part('file').addEventListener('change', ({ target }) => {
     queue(async () => {
       const { importValues } = await import('./backup.js');
-      [imported, writes.told] = await importValues(target.files[0], state, descriptions);
+      [imported, state.told] = await importValues(target.files[0], state, descriptions);
       target.value = ''; // so that it can be chosen again
     });
   });
@@ -252,7 +262,7 @@ function start() {
   document.addEventListener('visibilitychange', () => readSoon());
   window.addEventListener('hashchange', leadToHash);
   window.addEventListener('beforeunload', (event) => {
-    if (state.staged.size || writes.isBusy) event.preventDefault();
+    if (state.staged.size || state.jobs.length) event.preventDefault();
   });
   readSoon();
 }

@@ -2,10 +2,14 @@
 
 import { assign, make, part, setContent, short, shown } from './dom.js';
 
-/// Shows how many values are `staged`; the `writes`; the texts of what went `wrong`; what has changed
-/// `elsewhere`; an address that the appliance has `moved` to, maybe; whether there are `marks`.
-export function report({ staged, writes, wrong, elsewhere, moved, marks }) {
-  const { told: { text, changes = [], notes = [] }, pending, isBusy, canUndo } = writes;
+/// Shows it of the state, and the address that the appliance has `moved` to, if it may have.
+export function report(state, moved) {
+  const { told: { text, changes = [], notes = [] }, pending, values, changed } = state;
+  const staged = state.staged.size;
+  const isBusy = state.jobs.length > 0;
+  const wrong = [...state.outcomes.values()].map(({ bad }) => bad).filter(Boolean);
+  const elsewhere = [...changed].filter(([name]) => state.isElsewhere(name))
+    .map(([name, from]) => ({ name, from, to: values.get(name) }));
   const [now, ...waiting] = pending.map(({ name, value }) => assign(name, value));
   setContent(part('staged'), staged && `${staged} not written`);
   setContent(part('wrong'), ...wrong.map(paragraph));
@@ -19,8 +23,8 @@ export function report({ staged, writes, wrong, elsewhere, moved, marks }) {
     'write-all': staged,
     'discard': staged,
     'take-back': pending.some(({ sent }) => !sent),
-    'undo': canUndo,
-    'clear': marks || wrong.length || text || moved,
+    'undo': state.undoable && !isBusy,
+    'clear': changed.size || wrong.length || text || moved,
   };
   for (const [action, is] of Object.entries(isShown)) {
     part('result').querySelector(`[data-action="${action}"]`).hidden = !is;

@@ -1,9 +1,7 @@
-// One row of the table: a parameter's name, its field, and a note. It knows no appliance.
+// A row of the table: a parameter's name, its field, and a note. It knows no appliance.
 
 import { make, setContent, short, shown, trim } from './dom.js';
 import { listChoices } from './names.js';
-
-const sizesItself = CSS.supports('field-sizing: content');
 
 export class Row {
   #field;
@@ -12,7 +10,7 @@ export class Row {
   #value; // what the field was filled with
   #filled; // what it then showed: a field changes line ends
 
-  /// `act(name, action, text)` hears of `stage` with a text, `cancel`, `write`, `anyway`, `confirm`.
+  /// `act(name, action, text)` hears of `stage`, `cancel`, `write`, `anyway`, `confirm`.
   constructor(name, label, about, act) {
     const { unit = '', help = '' } = about;
     const choices = listChoices(about);
@@ -58,11 +56,11 @@ export class Row {
     field.value = value;
     if (field.selectedIndex < 0) field.append(make('option', { value, selected: '' }, value));
     this.#filled = field.value;
-    field.rows = sizesItself ? 1 : value.split(/\n|.{20}/).length;
+    field.rows = value.split(/\n|.{20}/).length; // where it does not size itself
   }
 
-  /// Shows the stored `value`; what is `staged` instead; the `former` value if it has changed, maybe
-  /// `elsewhere`; the `outcome` of the last write, or what it is `doing`.
+  /// Shows the stored `value`; what is `staged`; the `former` value if it has changed; the `outcome`
+  /// of the last write, or what it is `doing`.
   show({ value, staged, former, elsewhere, outcome = {}, doing }) {
     const text = staged ?? value;
     if (text !== this.#text) this.#fill(text);

@@ -1,9 +1,15 @@
-// The state of the page: what was read, what it is compared with, and what is staged to be written.
+// The state: what was read, what it is compared with, what is staged, and what is under way.
+
+import { assign } from './dom.js';
 
 export class State {
   values = new Map(); // each read makes a new Map
   staged = new Map(); // what is not written yet
-  outcomes = new Map(); // of writes by name: the `value`, a `note`, and what is `bad`, if anything
+  outcomes = new Map(); // of writes: the `value`, a `note`, what is `bad`
+  told = {}; // of the last job: a `text`, the `changes`, `notes`
+  jobs = []; // of writes.js, from the one under way to the last that waits
+  unsettled; // a job with something sent and nothing read since
+  undoable; // what the last job has changed
   #baseline = new Map(); // what the marks compare with
   #elsewhere = new Set(); // what has changed without a write of this page
 
@@ -16,8 +22,9 @@ export class State {
       else this.#elsewhere.add(name);
       if (this.staged.get(name) === value) this.staged.delete(name);
       const outcome = this.outcomes.get(name);
-      // It is true no longer.
-      if (outcome && (outcome.value === value) === Boolean(outcome.bad)) this.outcomes.delete(name);
+      if (outcome && (outcome.value === value) === Boolean(outcome.bad)) { // and true no longer
+        this.outcomes.delete(name);
+      }
     }
     this.values = values;
   }
@@ -46,5 +53,47 @@ export class State {
     this.#baseline = new Map(this.values);
     this.#elsewhere.clear();
     this.outcomes.clear();
+  }
+
+  get #items() { return this.jobs.flatMap(({ items }) => items); }
+
+  #find(name) { return this.#items.findLast((item) => item.name === name); }
+
+  /// The items without an answer. Those without `sent` can be taken back.
+  get pending() { return this.#items.filter(({ answered }) => !answered); }
+
+  /// What the page does with a parameter, or nothing.
+  doing(name) {
+    const item = this.#find(name);
+    return item && (item.sent ? 'writing …' : 'waits to be written');
+  }
+
+  /// Adds a job that writes pairs, and then what differs from `wanted`, a Map: the appliance may have
+  /// corrected it with others. What waits already is not sent twice.
+  addJob(pairs, wanted) {
+    for (const [name] of pairs) this.takeBack(name);
+    const items = pairs.filter(([name, value]) => this.#find(name)?.value !== value)
+      .map(([name, value]) => ({ name, value }));
+    this.jobs.push({ items, wanted, seen: this.values });
+  }
+
+  /// Gives what is not sent then, maybe of one parameter only.
+  takeBack(only) {
+    const isTaken = ({ name, sent }) => !sent && (only ?? name) === name;
+    const taken = this.#items.filter(isTaken);
+    for (const job of this.jobs) {
+      job.items = job.items.filter((item) => !isTaken(item));
+      if (only) job.wanted?.delete(only);
+      else job.wanted = undefined;
+    }
+    return taken;
+  }
+
+  /// Takes that back and tells why. It stays staged.
+  giveUp(message, only) {
+    for (const { name, value } of this.takeBack(only)) {
+      this.outcomes.set(name, { value, note: 'not stored', passing: !only,
+        bad: `Not stored: ${assign(name, value)}. ${message}.` });
+    }
   }
 }
