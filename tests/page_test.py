@@ -228,6 +228,7 @@ class PageTest(unittest.TestCase):
         self.assertEqual(self.row('network/mtu', 'note').text, 'not written; stored: 1500')
         self.assertIn('3 not written', self.find('#result').text)
         self.assertEqual(self.asked(), [])
+        self.assertFalse(self.ask('window.dispatchEvent(new Event("beforeunload", { cancelable: true }))'))
         self.button('write-all').click()
         self.assertIn(f'Writing network/mtu = 1400 … Then {CONTACT} = me.', self.text('status'))
         wait_for(lambda: 'Stored: 2 of 2 values.' in self.text('status'))

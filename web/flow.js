@@ -110,8 +110,9 @@ export class FlowPicture {
     this.#observer.observe(element);
   }
 
-  /// Draws the values, and marks those of `changed`, a Map of former ones.
-  draw(values, changed, isElsewhere) {
+  /// Draws the values of the state, and marks what has changed.
+  draw(state) {
+    const { values, changed } = state;
     const { blocks, routes } = findFlow(values, changed);
     for (const block of blocks.values()) {
       const { id, column, folder, title, details, kind, off, used } = block;
@@ -131,13 +132,13 @@ export class FlowPicture {
       texts.forEach((text, index) => setContent(button.children[index], text));
     }
     const attributes = routes.map(({ name, from, to, off, before }) => {
-      const state = before ? 'before' : off ? 'off' : 'in use';
-      const text = `${from.title} to ${to.title}: ${state}`;
-      if (before) return { 'class': state, 'role': 'img', 'aria-label': text };
+      const use = before ? 'before' : off ? 'off' : 'in use';
+      const text = `${from.title} to ${to.title}: ${use}`;
+      if (before) return { 'class': use, 'role': 'img', 'aria-label': text };
       const isChanged = changed.has(name);
-      return { 'class': `${from.kind} ${state}`, 'role': 'img', 'aria-label': text + (isChanged ? ', changed' : ''),
+      return { 'class': `${from.kind} ${use}`, 'role': 'img', 'aria-label': text + (isChanged ? ', changed' : ''),
         'data-route': name, 'data-from': from.id,
-        ...(isChanged && { 'data-changed': isElsewhere(name) ? 'elsewhere' : '' }) };
+        ...(isChanged && { 'data-changed': state.isElsewhere(name) ? 'elsewhere' : '' }) };
     });
     const key = JSON.stringify(attributes);
     if (key !== this.#shown) this.#svg.replaceChildren(...attributes.map((some) => make('path', some)));

@@ -28,20 +28,20 @@ function start() {
   let times = [0]; // milliseconds of the last answers
 
   function show() {
-    const { values, staged, outcomes, changed } = state;
+    const { values, staged, outcomes } = state;
     if (!values.size) return;
     if (!staged.size) imported.clear();
     const address = findAddress(values, new Map(listAsking()));
     for (const outcome of outcomes.values()) {
       if (outcome.action === 'confirm') outcome.note = `The appliance may then be at ${address}`;
     }
-    table.show(descriptions, act, (name) => state.doing(name));
+    table.show(descriptions, act);
     const [title, ...about] = ['name', 'model', 'serial_number', 'firmware_version', 'location']
       .map((name) => values.get(`${root}system/${name}`));
     document.title = shown(title || 'Encoder');
     setContent(part('title'), document.title);
     setContent(part('about'), about.filter(Boolean).map(shown).join(' · '));
-    picture.draw(values, changed, (name) => state.isElsewhere(name));
+    picture.draw(state);
     showModes(values);
     report(state, moved);
   }

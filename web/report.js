@@ -2,7 +2,7 @@
 
 import { assign, make, part, setContent, short, shown } from './dom.js';
 
-/// Shows it of the state, and the address that the appliance has `moved` to, if it may have.
+/// Shows that, and the address that the appliance may have `moved` to.
 export function report(state, moved) {
   const { told: { text, changes = [], notes = [] }, pending, values, changed } = state;
   const staged = state.staged.size;
@@ -10,6 +10,8 @@ export function report(state, moved) {
   const wrong = [...state.outcomes.values()].map(({ bad }) => bad).filter(Boolean);
   const elsewhere = [...changed].filter(([name]) => state.isElsewhere(name))
     .map(([name, from]) => ({ name, from, to: values.get(name) }));
+  const asking = [...state.outcomes].filter(([, { action }]) => action === 'confirm')
+    .map(([name, { value }]) => ({ name, from: values.get(name), to: value }));
   const [now, ...waiting] = pending.map(({ name, value }) => assign(name, value));
   setContent(part('staged'), staged && `${staged} not written`);
   setContent(part('wrong'), ...wrong.map(paragraph));
@@ -17,6 +19,7 @@ export function report(state, moved) {
     waiting.length && ` Then ${waiting.join(', ')}.`);
   setContent(part('outcome'), text, ...notes.map(paragraph), listChanges(changes));
   setContent(part('elsewhere'), elsewhere.length && 'Changed elsewhere:', listChanges(elsewhere));
+  setContent(part('asking'), asking.length && 'To be confirmed:', listChanges(asking));
   setContent(part('moved'), moved && 'If this page does not answer any more, the appliance may be at ',
     moved && make('a', { href: moved }, moved));
   const isShown = {

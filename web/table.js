@@ -27,13 +27,13 @@ export class Table {
     part('table').replaceChildren(...groups.values());
   }
 
-  /// `act` is that of a row; `doing(name)` gives how far its write is.
-  show(descriptions, act, doing) {
+  /// `act` is that of a row.
+  show(descriptions, act) {
     const { values, staged, outcomes, changed } = this.#state;
     if (this.#rows.size !== values.size) this.#fill(values.keys(), descriptions, act);
     for (const [name, value] of values) {
       this.#rows.get(name).show({ value, staged: staged.get(name), former: changed.get(name),
-        elsewhere: this.#state.isElsewhere(name), outcome: outcomes.get(name), doing: doing(name) });
+        elsewhere: this.#state.isElsewhere(name), outcome: outcomes.get(name), doing: this.#state.doing(name) });
     }
     this.filter();
   }
