@@ -32,8 +32,9 @@ refuse_arguments() {
 configure() {
   local folder=$1
   shift
-  if ! grep -qsFx "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$folder/CMakeCache.txt"; then
-    rm -rf "$folder/CMakeCache.txt" "$folder/CMakeFiles"
+  if [[ -e $folder/CMakeCache.txt ]] &&
+      ! grep -qFx "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$folder/CMakeCache.txt"; then
+    find "$folder" \( -name CMakeCache.txt -o -name CMakeFiles \) -prune -exec rm -r {} +
   fi
   cmake -B "$folder" "$@" >/dev/null
 }
