@@ -86,7 +86,7 @@ TEST(Limits, AreRefusedByTheNumberOfTheLine) {
     EXPECT_EQ(runScript("memory_limit = 1", {readA}),
               failed("Cannot set line 2: Cannot allocate memory"));
   }
-  prctl(PR_CAPBSET_DROP, CAP_SYS_RESOURCE);  // of root, who may raise a limit
+  prctl(PR_CAPBSET_DROP, CAP_SYS_RESOURCE);  // root may raise a limit otherwise
   EXPECT_EQ(runScript("cpu_limit = 6", {readA}, "", {"prlimit", "--cpu=5"}),
             failed("Cannot set line 2: Operation not permitted"));
   EXPECT_EQ(runProgram({readA}, "", {}, [] {}, {interpreter}),
