@@ -28,7 +28,6 @@ static constexpr unsigned grace = 5;
 static void setSignals() {
   static_cast<void>(std::signal(SIGTERM, SIG_IGN));
   static_cast<void>(std::signal(SIGHUP, SIG_IGN));
-  static_cast<void>(std::signal(SIGALRM, SIG_DFL));
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -52,8 +51,9 @@ static bool interruptAfter(unsigned seconds) {
   struct sigaction action = {};
   action.sa_handler = endSoon;
   action.sa_flags = SA_RESETHAND;  // and not SA_RESTART
+  if (sigaction(SIGALRM, &action, nullptr) != 0) return false;
   alarm(seconds);
-  return sigaction(SIGALRM, &action, nullptr) == 0;
+  return true;
 }
 
 /// No soft limit below the hard one: its signal would leave a core file.
