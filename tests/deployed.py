@@ -60,9 +60,11 @@ class Appliance:
         password = subprocess.check_output(['busybox', 'httpd', '-m', 'secret'], text=True).strip()
         self.adapt('lighttpd.conf', 'server.port = .*', f'server.port = {PORT}')
         self.adapt('httpd.conf', '/:admin:.*', f'/:admin:{password}')
+        self.adapt('tls.conf', 'server.port := .*', f'server.port := {PORT}')
         user = ('-u', 'www-data') if os.getuid() == 0 else ()
         self.servers = {
             'lighttpd': ('lighttpd', '-D', '-f', folder / 'lighttpd.conf'),
+            'lighttpd with TLS': ('lighttpd', '-D', '-f', folder / 'tls.conf'),
             'busybox httpd': ('busybox', 'httpd', '-f', '-p', PORT, '-r', 'encoder', *user,
                               '-c', folder / 'httpd.conf')}
 

@@ -326,6 +326,22 @@ class WebTest:
 class LighttpdTest(WebTest, Test):
     name, auth, silence = 'lighttpd', '--digest', r'^\(500, .*<h1>500'
 
+    def test_serves_tls(self):
+        stop(self.server)
+        pem = self.appliance.folder / 'encoder.pem'
+        subprocess.run(['openssl', 'req', '-x509', '-newkey', 'ec', '-pkeyopt',
+                        'ec_paramgen_curve:prime256v1', '-nodes', '-subj', '/CN=127.0.0.1', '-addext',
+                        'subjectAltName=IP:127.0.0.1', '-keyout', pem, '-out', f'{pem}.crt'],
+                       check=True, stderr=subprocess.DEVNULL)
+        with pem.open('a') as file:
+            file.write(pathlib.Path(f'{pem}.crt').read_text())
+        self.start_daemon(tree={'/a': '1'})
+        self.addCleanup(stop, self.appliance.serve('lighttpd with TLS'))
+        trust, read = ('--cacert', f'{pem}.crt'), READ[0].replace('http:', 'https:')
+        self.assertEqual(self.ask(*trust, read), READ_1)
+        self.assertEqual(self.ask(*trust, read, '-u', 'admin:wrong')[0], 401)
+        self.assertEqual(self.ask(*trust, read.replace('read', 'write'))[0], 403)
+
     def test_sends_headers(self):
         self.start_daemon()
         headers = self.ask('-D', '-', *READ)[1].split('\r\n\r\n')[-2].split('\r\n')
