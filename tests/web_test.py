@@ -27,6 +27,7 @@ from deployed import PORT, SOCKET, Appliance, listens, start, stop, wait_for
 PROGRAM, SIMULATOR, SAMPLE = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
 SANITIZED = b'__asan_init' in PROGRAM.read_bytes()
 LOG = pathlib.Path('/dev/log')
+CHECK = pathlib.Path(__file__).resolve().parent.parent / 'scripts/check-deployment'
 URL = f'http://127.0.0.1:{PORT}/cgi-bin/tzr4417.cgi'
 PAGE = ('-H', 'X-Requested-With: test')
 NET, OVERLAY = '/configuration/network', '/configuration/encoders/venc2/text_overlay/text'
@@ -326,7 +327,7 @@ class WebTest:
 class LighttpdTest(WebTest, Test):
     name, auth, silence = 'lighttpd', '--digest', r'^\(500, .*<h1>500'
 
-    def test_serves_tls(self):
+    def test_serves_tls_as_the_deployment_check_wants_it(self):
         stop(self.server)
         pem = self.appliance.folder / 'encoder.pem'
         subprocess.run(['openssl', 'req', '-x509', '-newkey', 'ec', '-pkeyopt',
@@ -335,12 +336,13 @@ class LighttpdTest(WebTest, Test):
                        check=True, stderr=subprocess.DEVNULL)
         with pem.open('a') as file:
             file.write(pathlib.Path(f'{pem}.crt').read_text())
-        self.start_daemon(tree={'/a': '1'})
+        self.start_daemon(tree={f'{NET}/ip_addr': '10.1.2.3'})
         self.addCleanup(stop, self.appliance.serve('lighttpd with TLS'))
-        trust, read = ('--cacert', f'{pem}.crt'), READ[0].replace('http:', 'https:')
-        self.assertEqual(self.ask(*trust, read), READ_1)
-        self.assertEqual(self.ask(*trust, read, '-u', 'admin:wrong')[0], 401)
-        self.assertEqual(self.ask(*trust, read.replace('read', 'write'))[0], 403)
+        for password, status in (('secret', 0), ('wrong', 1)):
+            environment = {**os.environ, 'PASSWORD': password, 'CURL_CA_BUNDLE': f'{pem}.crt'}
+            check = subprocess.run([CHECK, f'https://127.0.0.1:{PORT}/'], env=environment,
+                                   stdout=subprocess.PIPE, text=True)
+            self.assertEqual(check.returncode, status, check.stdout)
 
     def test_sends_headers(self):
         self.start_daemon()
