@@ -153,7 +153,8 @@ function start() {
         await writes.carryOut(state, readAll, (...pair) => patiently(appliance.write(...pair)), show);
       } catch (error) {
         if (writes) throw error;
-        state.giveUp('The web server does not give writes.js');
+        state.takeBack();
+        state.told = { text: 'Nothing sent: the web server does not give writes.js.' };
       } finally {
         state.jobs.shift();
       }

@@ -19,7 +19,7 @@ export class Row {
     this.#field = make(isText ? 'span' : choices ? 'select' : 'textarea', {
       'id': name, 'aria-describedby': `note:${name} help:${name}`, 'spellcheck': 'false',
       ...(isText ? { tabindex: 0 } : { 'placeholder': 'empty', 'aria-label': `${short(name)} ${unit}` }),
-    }, ...(choices ?? []).map((choice) => make('option', {}, choice)));
+    }, ...(choices ?? []).map((choice) => make('option', { value: choice }, choice)));
     this.#buttons = ['write', 'cancel'].map((action) => make('button', { 'data-action': action }, 'Cancel'));
     this.element = make('div', { 'class': 'row', 'data-name': name },
       make(isText ? 'span' : 'label', isText ? {} : { for: name }, label.replaceAll('/', '/\u200b'),
@@ -32,12 +32,12 @@ export class Row {
         act(name, button.dataset.action);
       });
     }
-    this.#field.addEventListener('input', () => act(name, 'stage', this.#text));
+    this.#field.addEventListener(choices ? 'change' : 'input', () => act(name, 'stage', this.#text));
     this.#field.addEventListener('keydown', (event) => {
       const { key, shiftKey, isComposing } = event;
       if (key === 'Escape') act(name, 'cancel');
       if (key !== 'Enter' || shiftKey || isComposing) return;
-      if (!choices) event.preventDefault();
+      event.preventDefault();
       act(name, 'write');
     });
   }
