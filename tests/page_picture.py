@@ -12,10 +12,11 @@ from page_test import PageTest, wait_for
 
 class Picture(PageTest):
     def runTest(self):
+        self.browser.set_window_size(1280, 1100)
         self.open()
         self.find('[data-mode=single_2]').click()
         wait_for(self.changed)
-        self.type('network/mtu', '1400')
+        self.type('system/contact', 'Studio 1')
         self.ask('window.scrollTo(0, 0)')
         self.browser.save_screenshot(sys.argv[2])
 
@@ -23,4 +24,4 @@ class Picture(PageTest):
 if __name__ == '__main__':
     os.umask(0o022)
     PageTest.build = pathlib.Path(sys.argv[1]).resolve()
-    sys.exit(not unittest.TextTestRunner().run(Picture()).wasSuccessful())
+    sys.exit(not unittest.TextTestRunner().run(unittest.TestSuite([Picture()])).wasSuccessful())
