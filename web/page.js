@@ -20,8 +20,8 @@ function start() {
     part('filter').focus();
   });
   let writes; // the module that writes, from the first write on
-  let descriptions; // of the parameters, by name
-  let imported = new Map(); // from a file, until it is written
+  let descriptions; // by name
+  let imported = new Map(); // from a file
   let moved = ''; // where the appliance may be now
   let readAt = '';
   let trouble; // the kind of the last failure to read, or 401
