@@ -50,7 +50,7 @@ static void endSoon(int /*signal*/) { alarm(grace); }
 static bool interruptAfter(unsigned seconds) {
   struct sigaction action = {};
   action.sa_handler = endSoon;
-  action.sa_flags = SA_RESETHAND;  // and not SA_RESTART
+  action.sa_flags = static_cast<int>(SA_RESETHAND);  // and not SA_RESTART
   if (sigaction(SIGALRM, &action, nullptr) != 0) return false;
   alarm(seconds);
   return true;
