@@ -1,4 +1,4 @@
-# Reads the linker's map and warns when many patterns of short-request.ld match nothing: with other
+# Reads the linker's map and warns when many patterns of short-request*.ld match nothing: with other
 # names in the libraries, the order of the code gains little.
 /^[^ ]/ { inside = /^\.text\.short_request/; pattern = ""; next }
 !inside { next }
@@ -14,5 +14,5 @@ END {
     ++missed
     list = list "\n " pattern
   }
-  if (10 * missed > count) print "Warning: much of cmake/short-request.ld matches nothing:" list >"/dev/stderr"
+  if (10 * missed > count) print "Warning: much of cmake/short-request*.ld matches nothing:" list >"/dev/stderr"
 }
