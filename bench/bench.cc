@@ -1,8 +1,8 @@
 // Compares builds of tzr4417.cgi with the floor program, run by run.
 //
-// A busy machine slows everything down for a while, so that the times of two builds cannot be
+// A busy machine slows everything down for a while, so the times of two builds cannot be
 // compared. Each run of a build is therefore paired with a run of the floor right before or after
-// it, and what counts is the median of the ratios of the pairs.
+// it. The result is the median of the ratios of the pairs.
 
 #include <fcntl.h>
 #include <sched.h>
@@ -37,13 +37,13 @@ using Clock = std::chrono::steady_clock;
 using Texts = std::vector<std::string>;
 
 constexpr char dialogueFile[] = "/tmp/bench_dialogues";
-/// The longest reply fits, so that no reader takes part in the time.
+/// The longest reply fits, so no reader's time counts.
 constexpr int pipeCapacity = 1 << 20;
 
 struct Request {
   std::string label;
   Texts environment;
-  bool detaches;  ///< leaves a child that goes on after the reply
+  bool detaches;  ///< leaves a child after the reply
   int pairsPerRound;
 };
 
@@ -80,7 +80,7 @@ static double median(std::vector<double> values) {
   return *middle;
 }
 
-/// A new socket that `attach`, which is `bind` or `connect`, ties to `path`, or -1.
+/// A new socket, tied to `path` by `attach` (`bind` or `connect`), or -1.
 static int unixSocket(int type, const char* path, decltype(&connect) attach) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -118,7 +118,7 @@ static pid_t start(const Texts& arguments, const Texts& environment, int output,
   return check(pid, "start");
 }
 
-/// Waits for `pid`, or with -1 for a child that outlived its parent, and adds what it used.
+/// Waits for `pid`, or with -1 for an orphaned child, and adds its usage.
 static void finish(pid_t pid, Run& run) {
   int status = 0;
   rusage usage{};
@@ -168,7 +168,7 @@ static pid_t startDaemon(const Texts& options) {
   throw std::runtime_error("the daemon does not answer");
 }
 
-/// What the last client sent, by the simulator's own record: "12> ls /a^M" for client 12.
+/// The requests of the last client, from the simulator's record: "12> ls /a^M" for client 12.
 static std::string lastRequests() {
   std::ifstream dialogues(dialogueFile);
   std::string sent;
@@ -183,7 +183,7 @@ static std::string lastRequests() {
   return sent;
 }
 
-/// All requests have the same variables, so that to hand them over costs every program the same.
+/// All requests have the same variables: handing them over costs every program the same.
 static Texts environment(const std::string& query, const std::string& exchanges) {
   return {"GATEWAY_INTERFACE=CGI/1.1",  "REQUEST_METHOD=GET",    "SCRIPT_NAME=/tzr4417.cgi",
           "SERVER_PROTOCOL=HTTP/1.1",   "QUERY_STRING=" + query, "BENCH_REQUESTS=" + exchanges,
@@ -203,7 +203,7 @@ static Request readRequest(const std::string& exchanges, std::size_t count, int 
   return {"read " + std::to_string(count), environment(query, exchanges), false, pairsPerRound};
 }
 
-/// Reads away what the builds log, as a system's logger does, so that it never holds them up.
+/// Reads the builds' log lines away, as a system's logger does: a full socket would hold them up.
 static void drainLog() {
   const int log = check(unixSocket(SOCK_DGRAM, "/dev/log", bind), "/dev/log");
   char message[65536];
@@ -251,7 +251,7 @@ static void comparePairs(std::vector<Build>& builds, const std::vector<Request>&
   const bool terminal = isatty(STDERR_FILENO) == 1;
   const Clock::time_point end = Clock::now() + duration;
   for (bool floorFirst = true; Clock::now() < end; floorFirst = !floorFirst) {
-    alarm(60);  // a program that has lost its daemon never ends
+    alarm(60);  // a program without its daemon never ends
     const auto left = std::chrono::duration_cast<std::chrono::seconds>(end - Clock::now());
     if (terminal) std::cerr << '\r' << left.count() << " s left " << std::flush;
     for (std::size_t i = 0; i < requests.size(); ++i) {
@@ -289,7 +289,7 @@ static void bench(std::vector<Build> builds, const Texts& daemon, std::chrono::s
   Texts recorder = daemon;
   recorder.emplace_back("--verbose");  // takes time, so only here
   const pid_t daemonPid = startDaemon(recorder);
-  // The first write puts the dependent parameters right; those that follow are all alike.
+  // The first write puts the dependent parameters right; the later ones are all alike.
   for (int i = 0; i < 2; ++i) runOnce(builds[1], write);
   Run ignored;
   kill(daemonPid, SIGTERM);
@@ -306,17 +306,16 @@ static void bench(std::vector<Build> builds, const Texts& daemon, std::chrono::s
   printTable(builds, requests);
 }
 
-/// How a file came to be tells how its pages lie in the page cache, in one piece or in many, and
-/// that alone makes a start up to 15 % slower or faster. Copies in one place are all alike.
+/// A file lies in the page cache in one piece or in many, depending on its origin. That alone makes
+/// a start up to 15 % slower or faster. Copies in one place are all alike.
 static std::string copyProgram(const std::string& path, const std::string& name) {
   std::string copy = "/tmp/bench_" + name;
   std::filesystem::copy_file(path, copy);
   return copy;
 }
 
-/// Keeps this process and all that it starts on one processor. On two, each message may wake up an
-/// idle one, which takes longer than the exchange itself and comes and goes with the machine's
-/// load.
+/// Keeps this process and its children on one processor. On two, each message may wake an idle one;
+/// this takes longer than the exchange itself, and depends on the load.
 static void stayOnOneProcessor() {
   cpu_set_t processors;
   CPU_ZERO(&processors);
@@ -324,8 +323,8 @@ static void stayOnOneProcessor() {
   check(sched_setaffinity(0, sizeof processors, &processors), "sched_setaffinity");
 }
 
-/// bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM..., in scripts/isolate, which ends what is
-/// left running.
+/// bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM..., in scripts/isolate, to end all
+/// processes left over.
 int main(int argc, char** argv) {
   if (argc < 6) {
     std::cerr << "usage: bench SECONDS DAEMON TREE floor=PROGRAM NAME=PROGRAM...\n";

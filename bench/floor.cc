@@ -17,7 +17,7 @@
 
 #include "config_client/protocol.h"
 
-// Room that is never touched costs nothing.
+// Untouched room costs nothing.
 static char output[1 << 20];
 static std::size_t outputSize = 0;
 static int daemonSocket = -1;
@@ -59,7 +59,7 @@ static std::string_view exchange(std::string_view command, std::string_view argu
   return receive();
 }
 
-/// What stands before `separator`, which goes too; all of `text` when there is none.
+/// Takes the text up to `separator`, which goes too, or all of it.
 static std::string_view takeUntil(std::string_view& text, char separator) {
   const std::size_t end = text.find(separator);
   const std::string_view piece(text.data(), end == std::string_view::npos ? text.size() : end);

@@ -106,7 +106,7 @@ TEST(UdsConnection, EndsEachRequestWithOneCarriageReturn) {
   EXPECT_EQ(daemon.requests(), (Strings{"save", "apply", "line\n"}));
 }
 
-/// A spent client, whatever spent it, fails every request and touches no text but to trim it.
+/// A spent client fails every request and only trims the texts.
 static void expectSpent(ConfigClient& client, const char* readText, const std::string& status) {
   std::string text = " kept ";
   EXPECT_FALSE(client.isConnected() || client.apply(text) || client.save(text) ||

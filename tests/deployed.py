@@ -1,4 +1,4 @@
-"""An appliance for tests: the files of deploy/appliance in a folder, and what starts and stops there."""
+"""An appliance for tests: the files of deploy/appliance in a folder, and its processes."""
 
 import hashlib
 import os

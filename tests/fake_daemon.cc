@@ -7,7 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-// Its own, so that a mistake in the program's shows.
+// Not the program's own: a mistake there must show.
 static const std::string prompt = "/> ";
 static const std::string unknown = "No such file or directory";
 
@@ -59,7 +59,7 @@ void FakeDaemon::serve() {
     }
     const std::size_t end = answer.rfind(prompt);
     if (end == std::string::npos || end + prompt.size() < answer.size()) break;
-    // A request is taken only now: what stays unread at the close is what makes it a reset.
+    // Take the request only now: unread bytes turn the close into a reset.
     if (!line.empty()) recv(client, buffer, line.size() + 1, 0);
     const ssize_t received = recv(client, buffer, sizeof buffer, MSG_PEEK);
     if (received <= 0) break;

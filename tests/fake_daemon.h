@@ -18,14 +18,14 @@ using Answers = std::function<std::string(const std::string& line)>;
 /// The usual answers from a tree of values; `others` holds those to "put", "apply" and "save".
 Answers answersFrom(Tree tree, Tree others = {});
 
-/// Serves one client on the daemon's socket with canned answers, and records what it is asked.
+/// Serves one client on the daemon's socket with canned answers, and records its requests.
 class FakeDaemon {
  public:
-  /// Sends in pieces of that many bytes, each only when the one before has been read; 0 is all.
+  /// Sends in pieces of so many bytes, each after the one before has been read; 0 is all.
   explicit FakeDaemon(Answers theAnswers, std::size_t thePiece = 0);
   ~FakeDaemon();
 
-  /// The process that has connected; for the answers.
+  /// The connected process; for the answers.
   [[nodiscard]] pid_t client() const { return process; }
 
   /// The request lines, without their terminators, once the client or the daemon has gone.

@@ -120,7 +120,7 @@ class PageTest(unittest.TestCase):
         self.program.write_text(f'#!/bin/sh\n{script}')
         self.program.chmod(0o755)
 
-    # What somebody sees and does
+    # The eyes and hands of an operator
 
     def ask(self, script, *arguments):
         return self.browser.execute_script(f'return {script}', *arguments)

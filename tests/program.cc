@@ -32,7 +32,7 @@ static int bindLog() {
   return log;
 }
 
-/// Starts a command in a process group of its own, and closes the ends of the pipes that it takes.
+/// Starts a command in a process group of its own, and closes its ends of the pipes.
 static pid_t start(Strings command, int input, int output) {
   std::vector<char*> arguments;
   for (std::string& argument : command) arguments.push_back(argument.data());
@@ -51,7 +51,7 @@ static pid_t start(Strings command, int input, int output) {
   return process;
 }
 
-/// The exit status of `process`, or of any; then tells which.
+/// The exit status of `process`, or of any child; sets `process` to it.
 static int await(pid_t& process) {
   int status = 0;
   process = waitpid(process, &status, 0);
@@ -85,7 +85,7 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   for (ssize_t size = 1; size > 0;) {
     pollfd ready[] = {{out[0], POLLIN, 0}, {log, POLLIN, 0}};
     poll(ready, 2, -1);
-    readLog();  // one that nobody reads would soon block the program
+    readLog();  // a full socket would block the program
     if (ready[0].revents == 0) continue;
     size = read(out[0], chunk, sizeof chunk);
     output.append(chunk, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
@@ -95,7 +95,7 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   const bool isInputHeld = recv(in[1], chunk, 1, MSG_DONTWAIT) < 0 && errno == EAGAIN;
   EXPECT_FALSE(isInputHeld);
   close(in[1]);
-  // As a web server may that has its answer; the child has a session of its own by then.
+  // A web server may do so with its answer in hand. The child has its own session by then.
   if (!output.empty()) kill(-parent, SIGKILL);
   whenAnswered();
   pid_t child = -1;
@@ -108,7 +108,7 @@ Response runProgram(const Strings& environment, const std::string& body, const S
     const std::size_t number = message.find(name) + name.size();
     const pid_t logger = std::atoi(&message[number]);
     const char* const who = logger == parent ? " parent " : logger == child ? " child " : " ? ";
-    // Up to a zero, as uClibc sends the one that ends the text.
+    // Up to a zero: uClibc sends the terminator too.
     message = message.substr(1, message.find('>') - 1) + who + &message[message.find("]: ") + 3];
   }
   return {output, exitStatus, childExitStatus, messages};

@@ -6,12 +6,12 @@
 
 #include "tests/fake_daemon.h"
 
-/// What every JSON reply begins with, and every reply after a failure.
+/// The beginning of every JSON reply, and of every reply after a failure.
 inline const std::string json = "Content-Type: application/json\n\n";
 inline const std::string serverError = "HTTP/1.1 500 Internal Server Error\n\n";
 
-/// What one request gives, seen from outside. An exit status is 128 and the number of the signal
-/// that ended the process, or -1 for no process.
+/// The outcome of one request, seen from outside. An exit status is -1 without a process, and 128
+/// and the signal's number after a signal.
 struct Response {
   std::string output;  ///< standard output and standard error
   int exitStatus = 0;

@@ -36,7 +36,7 @@ WRITTEN = (200, r'{ "write": "\/a", "value": "b", "reply": "" }' + '\n')
 
 
 def programs():
-    """The processes of the program that have not ended."""
+    """The living processes of the program."""
     found = []
     for file in pathlib.Path('/proc').glob('[0-9]*/stat'):
         with contextlib.suppress(OSError):  # has ended meanwhile
@@ -46,7 +46,7 @@ def programs():
 
 
 def is_gone():
-    """Looks twice: a program that ends may have begun another in the meantime."""
+    """Looks twice: a program may have begun another just before its end."""
     return not programs() and not programs()
 
 
@@ -102,7 +102,7 @@ class Test(unittest.TestCase):
         self.limit()
 
     def limit(self, **limits):
-        """Sets the limits that are meant, and others of which a test reaches none."""
+        """Sets the given limits, and the others out of reach."""
         self.appliance.set_limits(**{
             'time_limit': 600, 'cpu_limit': 600, 'process_limit': 9999,
             'memory_limit': 0 if SANITIZED else 32768, **limits})
@@ -149,7 +149,7 @@ class SimulatorTest(Test):
 
 
 class WebTest:
-    """What holds behind each web server."""
+    """The tests behind each web server."""
 
     def setUp(self):
         super().setUp()

@@ -242,7 +242,7 @@ TEST(Write, OutlivesADaemonThatGoesAwayAndAppliesWithoutTheWebServer) {
     const bool isApplied = answered > reads + 2;
     const bool isSaved = answered > reads + 3;
     const std::string putReply = areAllPut ? "ok\r\nok\r\n" : anyIsPut ? "ok\r\n" : "";
-    // What a failed put has answered stays, as no later command gets an answer.
+    // After a failed put its answer stays: no later command gets one.
     const std::string kept = areAllPut ? "" : putReply;
     const std::string applyReply = isApplied ? "on\r\n" : kept;
     const std::string saveReply = isSaved ? "saved\r\n" : kept;
