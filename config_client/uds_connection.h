@@ -7,8 +7,9 @@
 /// One connection to the configuration daemon, in lock step: a request line, then its whole reply.
 ///
 /// This layer knows lines and prompts and no parameter. A socket error never throws: it closes the
-/// connection for good, and `statusText` names it. There is no time-out: every read blocks until
-/// the prompt arrives, and never ends when the daemon goes away without one.
+/// connection for good, and `statusText` names it. A call interrupted by a signal is such an error,
+/// and so a limit can end a wait. There is no time-out: every read blocks until the prompt arrives,
+/// and never ends when the daemon goes away without one.
 class UdsConnection {
  public:
   /// Connects to the daemon and drops its greeting.
