@@ -14,7 +14,7 @@ export function parseNames(text) {
   return names;
 }
 
-export const listChoices = ({ choices }) => choices?.split(/\s+/);
+export const listChoices = ({ choices }) => choices?.match(/\S+/g);
 
 /// What is wrong with the value by the description, or nothing.
 export function findFault(about, value) {
@@ -22,10 +22,14 @@ export function findFault(about, value) {
   const choices = listChoices(about);
   if (choices && !choices.includes(value)) return `not one of ${choices.join(', ')}`;
   const [low, high] = range?.split(/\s+/).map(Number) ?? [];
-  if (range && !(/^-?\d+(\.\d+)?$/.test(value) && value >= low && value <= high)) {
+  if (low <= high && !(/^-?\d+(\.\d+)?$/.test(value) && value >= low && value <= high)) {
     return `not a number from ${low} to ${high} ${unit}`.trim();
   }
-  return pattern && !RegExp(`^(?:${pattern})$`, 'u').test(value) ? 'not of the right form' : '';
+  try {
+    return !pattern || RegExp(`^(?:${pattern})$`, 'u').test(value) ? '' : 'not of the right form';
+  } catch {
+    return ''; // a malformed pattern
+  }
 }
 
 const [gateway, mask, address, dhcp, port] = ['network/gateway', 'network/subnet_mask',
@@ -37,7 +41,7 @@ export const moving = [gateway, mask, address, dhcp, port];
 /// The address of the page once `wanted`, a Map of values, is stored.
 export function findAddress(values, wanted) {
   const url = new URL('/', location.origin);
-  if (wanted.get(dhcp) === 'yes') url.hostname = values.get(`${root}network/hostname`);
+  if (wanted.get(dhcp) === 'yes') url.hostname = values.get(`${root}network/hostname`) ?? url.hostname;
   else if (wanted.has(dhcp) || wanted.has(address)) url.hostname = wanted.get(address) ?? values.get(address);
   if (wanted.has(port)) url.port = wanted.get(port);
   return url.href;
