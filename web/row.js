@@ -17,7 +17,7 @@ export class Row {
     const isText = 'read-only' in about;
     this.#note = make('p', { class: 'note', id: `note:${name}` });
     this.#field = make(isText ? 'span' : choices ? 'select' : 'textarea', {
-      'id': name, 'aria-describedby': `note:${name} help:${name}`, 'spellcheck': 'false',
+      'id': name, 'class': 'value', 'aria-describedby': `note:${name} help:${name}`, 'spellcheck': 'false',
       ...(isText ? { tabindex: 0 } : { 'placeholder': 'empty', 'aria-label': `${short(name)} ${unit}` }),
     }, ...(choices ?? []).map((choice) => make('option', { value: choice }, choice)));
     this.#buttons = ['write', 'cancel'].map((action) => make('button', { 'data-action': action }, 'Cancel'));
@@ -32,7 +32,8 @@ export class Row {
         act(name, button.dataset.action);
       });
     }
-    this.#field.addEventListener(choices ? 'change' : 'input', () => act(name, 'stage', this.#text));
+    // Some tools cause only one of them.
+    this.#field.oninput = this.#field.onchange = () => act(name, 'stage', this.#text);
     this.#field.addEventListener('keydown', (event) => {
       const { key, shiftKey, isComposing } = event;
       if (key === 'Escape') act(name, 'cancel');
