@@ -4,8 +4,11 @@ import { make, root, short, shown, trim } from './dom.js';
 
 const heads = ['name', 'serial_number', 'firmware_version'];
 
-/// Gives the browser a file to save. It holds passwords and keys, too.
-export function exportValues(values) {
+/// Gives the browser a file to save, which holds passwords and keys, too, or tells what is `wrong`.
+export function exportValues(state, wrong) {
+  state.told = { text: wrong ? `Not exported. ${wrong}.` : 'Exported.' };
+  if (wrong) return;
+  const { values } = state;
   const head = heads.map((name) => [name.replace('firmware_', ''), values.get(`${root}system/${name}`)]);
   const time = new Date().toISOString();
   const content = { ...Object.fromEntries(head), time, values: Object.fromEntries(values) };
@@ -15,14 +18,16 @@ export function exportValues(values) {
   setTimeout(() => URL.revokeObjectURL(href), 60000);
 }
 
-/// Stages what differs in such a file. Gives its values that somebody may write here, and what to
-/// tell.
-export async function importValues(file, state, descriptions) {
+/// Stages what differs in the file of a field, and tells. Gives its values that somebody may write here.
+export async function importValues(field, state, descriptions) {
+  const [file] = field.files;
+  field.value = ''; // so that it can be chosen again
   const content = file.size < 1e7 ? parse(await file.text()) : undefined;
   const found = Object.entries(content?.values ?? {});
   // No appliance can send half a character.
   if (!found.length || found.some(([, value]) => typeof value !== 'string' || /\p{Cs}/u.test(value))) {
-    return [new Map(), { text: `${shown(file.name)} is no file of an export.` }];
+    state.told = { text: `${shown(file.name)} is no file of an export.` };
+    return new Map();
   }
   const { values } = state;
   const imported = new Map(found.map(([name, value]) => [name, trim(value)]));
@@ -43,7 +48,8 @@ export async function importValues(file, state, descriptions) {
   const text = `${changes.length} values differ in ${shown(file.name)} (${origin}). Nothing is written yet.`;
   const notes = Object.entries(lists).filter(([, names]) => names.length)
     .map(([what, names]) => `${what}: ${names.map(short).join(', ')}.`);
-  return [imported, { text, changes, notes }];
+  state.told = { text, changes, notes };
+  return imported;
 }
 
 function parse(text) {

@@ -112,7 +112,7 @@ export class FlowPicture {
 
   /// Draws the values of the state, and marks what has changed.
   draw(state) {
-    const { values, changed } = state;
+    const { values, changed, elsewhere } = state;
     const { blocks, routes } = findFlow(values, changed);
     for (const block of blocks.values()) {
       const { id, column, folder, title, details, kind, off, used } = block;
@@ -138,7 +138,7 @@ export class FlowPicture {
       const isChanged = changed.has(name);
       return { 'class': `${from.kind} ${use}`, 'role': 'img', 'aria-label': text + (isChanged ? ', changed' : ''),
         'data-route': name, 'data-from': from.id,
-        ...(isChanged && { 'data-changed': state.isElsewhere(name) ? 'elsewhere' : '' }) };
+        ...(isChanged && { 'data-changed': elsewhere.has(name) ? 'elsewhere' : '' }) };
     });
     const key = JSON.stringify(attributes);
     if (key !== this.#shown) this.#svg.replaceChildren(...attributes.map((some) => make('path', some)));

@@ -120,11 +120,18 @@ function start() {
     }
   }
 
+  const load = (file) => patiently(import(file)).catch(() => {
+    throw new ApplianceError('silent', `The web server does not give ${file}`);
+  });
+
   let last = Promise.resolve();
 
   /// One after the other, so that what changes between two reads is one job's doing.
   function queue(job) {
-    last = last.then(job).catch(tellFault).finally(show);
+    last = last.then(job).catch((error) => {
+      if (error instanceof ApplianceError) state.told = { text: `Not done: ${error.message}.` };
+      else tellFault(error);
+    }).finally(show);
     return last;
   }
 
@@ -149,12 +156,11 @@ function start() {
     state.addJob(pairs, wanted);
     queue(async () => {
       try {
-        writes ??= await patiently(import('./writes.js'));
+        writes ??= await load('./writes.js');
         await writes.carryOut(state, readAll, (...pair) => patiently(appliance.write(...pair)), show);
       } catch (error) {
-        if (writes) throw error;
         state.takeBack();
-        state.told = { text: 'Nothing sent: the web server does not give writes.js.' };
+        throw error;
       } finally {
         state.jobs.shift();
       }
@@ -182,6 +188,7 @@ function start() {
 
   /// What a row's field and buttons do.
   function act(name, action, text) {
+    if (action === 'stage' && text === (state.staged.get(name) ?? state.values.get(name))) return;
     const pairs = [...state.staged].filter(([other]) => other === name);
     if (action !== 'stage') imported.delete(name);
     if (action === 'cancel') state.takeBack(name);
@@ -205,7 +212,7 @@ function start() {
       write([...state.staged], imported.size ? new Map([...same, ...state.staged]) : undefined);
       imported = new Map();
     },
-    'discard': () => [...state.staged.keys()].forEach((name) => act(name, 'cancel')),
+    'discard': () => state.staged.forEach((_, name) => act(name, 'cancel')),
     'take-back': () => state.takeBack(),
     'undo': () => write(...writes.planUndo(state), true),
     'clear': () => {
@@ -214,12 +221,7 @@ function start() {
       moved = '';
       part('filter').focus({ preventScroll: true });
     },
-    'export': () => queue(async () => {
-      const { exportValues } = await import('./backup.js');
-      const wrong = await readAll();
-      if (wrong) state.told = { text: `Not exported. ${wrong}.` };
-      else exportValues(state.values);
-    }),
+    'export': () => queue(async () => (await load('./backup.js')).exportValues(state, await readAll())),
     'again': () => readSoon(),
   };
 
@@ -238,9 +240,7 @@ function start() {
   });
   part('file').addEventListener('change', ({ target }) => {
     queue(async () => {
-      const { importValues } = await import('./backup.js');
-      [imported, state.told] = await importValues(target.files[0], state, descriptions);
-      target.value = ''; // so that it can be chosen again
+      imported = await (await load('./backup.js')).importValues(target, state, descriptions);
     });
   });
   for (const id of ['filter', 'only-changed']) part(id).addEventListener('input', () => table.filter());
@@ -250,6 +250,7 @@ function start() {
     part('filter').focus();
   });
   for (const type of ['pointermove', 'pointerdown', 'keydown', 'wheel']) {
+    document.addEventListener(type, () => import('./writes.js').catch(() => {}), { once: true });
     document.addEventListener(type, () => {
       const wasIdle = isIdle();
       touched = Date.now();

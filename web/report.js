@@ -8,7 +8,7 @@ export function report(state, moved) {
   const staged = state.staged.size;
   const isBusy = state.jobs.length > 0;
   const wrong = [...state.outcomes.values()].map(({ bad }) => bad).filter(Boolean);
-  const elsewhere = [...changed].filter(([name]) => state.isElsewhere(name))
+  const elsewhere = [...changed].filter(([name]) => state.elsewhere.has(name))
     .map(([name, from]) => ({ name, from, to: values.get(name) }));
   const asking = [...state.outcomes].filter(([, { action }]) => action === 'confirm')
     .map(([name, { value }]) => ({ name, from: values.get(name), to: value }));

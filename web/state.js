@@ -1,7 +1,5 @@
 // The state: what was read, what it is compared with, what is staged, and what is under way.
 
-import { assign } from './dom.js';
-
 export class State {
   values = new Map(); // each read makes a new Map
   staged = new Map(); // what is not written yet
@@ -10,28 +8,28 @@ export class State {
   jobs = []; // of writes.js, from the one under way to the last that waits
   unsettled; // a job with something sent and nothing read since
   undoable; // what the last job has changed
+  elsewhere = new Set(); // what has changed without a write of this page
   #baseline = new Map(); // what the marks compare with
-  #elsewhere = new Set(); // what has changed without a write of this page
 
   /// Takes what was read; what has changed is this page's `own` doing or not.
   take(values, own) {
     for (const [name, value] of values) {
+      if (this.staged.get(name) === value && !this.#find(name)) this.staged.delete(name);
       if (!this.#baseline.has(name)) this.#baseline.set(name, value);
       else if (this.values.get(name) === value) continue;
-      else if (own) this.#elsewhere.delete(name);
-      else this.#elsewhere.add(name);
-      if (this.staged.get(name) === value) this.staged.delete(name);
+      else if (own) this.elsewhere.delete(name);
+      else this.elsewhere.add(name);
       const outcome = this.outcomes.get(name);
-      if (outcome && (outcome.value === value) === Boolean(outcome.bad)) { // and true no longer
+      if (outcome && (outcome.value === value) === Boolean(outcome.bad || outcome.action)) { // and true no longer
         this.outcomes.delete(name);
       }
     }
     this.values = values;
   }
 
-  /// Stages a value, or takes back what was staged.
-  stage(name, value = this.values.get(name)) {
-    if (value === this.values.get(name)) this.staged.delete(name);
+  /// Stages a value, or takes back what was staged. What is under way may change the stored one.
+  stage(name, value) {
+    if (value === undefined || (value === this.values.get(name) && !this.#find(name))) this.staged.delete(name);
     else this.staged.set(name, value);
     this.outcomes.delete(name);
   }
@@ -47,11 +45,9 @@ export class State {
       (this.values.get(name) ?? value) !== value));
   }
 
-  isElsewhere(name) { return this.#elsewhere.has(name); }
-
   clearMarks() {
     this.#baseline = new Map(this.values);
-    this.#elsewhere.clear();
+    this.elsewhere.clear();
     this.outcomes.clear();
   }
 
@@ -87,13 +83,5 @@ export class State {
       else job.wanted = undefined;
     }
     return taken;
-  }
-
-  /// Takes that back and tells why. It stays staged.
-  giveUp(message, only) {
-    for (const { name, value } of this.takeBack(only)) {
-      this.outcomes.set(name, { value, note: 'not stored', passing: !only,
-        bad: `Not stored: ${assign(name, value)}. ${message}.` });
-    }
   }
 }

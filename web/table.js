@@ -29,11 +29,11 @@ export class Table {
 
   /// `act` is that of a row.
   show(descriptions, act) {
-    const { values, staged, outcomes, changed } = this.#state;
+    const { values, staged, outcomes, changed, elsewhere } = this.#state;
     if (this.#rows.size !== values.size) this.#fill(values.keys(), descriptions, act);
     for (const [name, value] of values) {
       this.#rows.get(name).show({ value, staged: staged.get(name), former: changed.get(name),
-        elsewhere: this.#state.isElsewhere(name), outcome: outcomes.get(name), doing: this.#state.doing(name) });
+        elsewhere: elsewhere.has(name), outcome: outcomes.get(name), doing: this.#state.doing(name) });
     }
     this.filter();
   }

@@ -10,7 +10,7 @@ export async function carryOut(state, read, put, show) {
   const [job] = state.jobs;
   if (!job.items.length) return;
   const trouble = await read();
-  if (trouble) return state.giveUp(trouble);
+  if (trouble) return giveUp(state, trouble);
   settle(state);
   job.before = state.values;
   for (const name of job.wanted?.keys() ?? []) { // no overwriting what somebody else wrote since
@@ -39,7 +39,7 @@ async function send(job, state, put, show) {
       const { kind, message, status } = error;
       item.sent = kind === 'broken' || kind === 'silent'; // and maybe stored
       item.broke = message;
-      state.giveUp(message, kind === 'refused' && status !== 401 ? item.name : undefined);
+      giveUp(state, message, kind === 'refused' && status !== 401 ? item.name : undefined);
       if (!item.sent) continue;
       judge(item, state);
     }
@@ -67,6 +67,14 @@ export function settle(state) {
   const text = written.size > 1 ? `Stored: ${kept} of ${written.size} values.`
     : `Stored${kept ? ':' : ' is'} ${assign(name, values.get(name))}.`;
   state.told = { text: text + (more ? ` ${more} more changed with it.` : ''), changes };
+}
+
+/// Takes back what is not sent, maybe of one parameter only, and tells why. It stays staged.
+function giveUp(state, message, only) {
+  for (const { name, value } of state.takeBack(only)) {
+    state.outcomes.set(name, { value, note: 'not stored', passing: !only,
+      bad: `Not stored: ${assign(name, value)}. ${message}.` });
+  }
 }
 
 /// Tells what became of one value. What the appliance complains about stays staged.
