@@ -1,5 +1,5 @@
 // Carries out the jobs of the state: one after the other, each value after the answer to the one
-// before. The page loads this with the first write.
+// before. The page loads this at the first sign of an operator.
 
 import { ApplianceError } from './appliance.js';
 import { assign, trim } from './dom.js';
