@@ -72,7 +72,8 @@ static void connectToDaemon() {
   address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path, socketPath, sizeof socketPath);
   daemonSocket = socket(AF_UNIX, SOCK_STREAM, 0);
-  if (connect(daemonSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
+  if (daemonSocket < 0 ||
+      connect(daemonSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
     _exit(1);
   }
   receive();

@@ -132,8 +132,7 @@ TEST(ConfigClient, EndsABatchAtTheFirstFailure) {
   EXPECT_FALSE(getEffectiveValue(client, changes, "/a", text));
 
   const ConfigClient other(std::move(client));
-  expectSpent(client, " kept ",
-              "No socket");  // NOLINT(bugprone-use-after-move): defined on purpose
+  expectSpent(client, " kept ", "No socket");
   EXPECT_FALSE(client.put({{"/a", "1"}}, text));
   EXPECT_EQ(text, "one\r\ntw");
 }
