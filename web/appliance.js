@@ -38,7 +38,7 @@ const canBeAsked = (name) => /^[^ ,"\\\p{Cc}]+$/u.test(name);
 /// Slashes and commas need no escaping, and names are full of them.
 const encode = (text) => encodeURIComponent(text).replaceAll('%2F', '/').replaceAll('%2C', ',');
 
-/// The bodies of the requests that read all the names, each below the limit.
+/// The bodies of the requests for all names, each below the limit.
 function readBodies(names) {
   const bodies = [];
   for (const name of names.map(encode)) {
@@ -63,9 +63,9 @@ export class Appliance {
     this.#seconds = seconds;
   }
 
-  /// Gives `values`, a Map in the order of the names, each once, and `invalid`, the names that could
-  /// not be read: after a connection that broke midway, all the rest. A long list takes several
-  /// requests; if one of them fails, the call fails.
+  /// Gives `values`, a Map in the order of the names, each once, and `invalid`, the names without a
+  /// value: after a broken connection, all the rest. A long list takes several requests; if one of
+  /// them fails, the call fails.
   async read(names, options) {
     if (typeof names === 'string') throw new TypeError('The names are a list');
     const wanted = [...new Set([...names])];

@@ -1,4 +1,4 @@
-// The file that holds all names and values. The page loads this when somebody asks for it.
+// Export and import of all values. The page loads this on demand.
 
 import { make, root, short, shown, trim } from './dom.js';
 

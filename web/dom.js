@@ -17,7 +17,7 @@ export function make(tag, attributes = {}, ...content) {
   return element;
 }
 
-/// Leaves the same text alone, which a live region would say again. False content is left out.
+/// Leaves the same text alone: a live region would say it again. False content is left out.
 export function setContent(element, ...content) {
   const fresh = make('p', {}, ...content.filter(Boolean));
   if (element.textContent !== fresh.textContent) element.replaceChildren(...fresh.childNodes);

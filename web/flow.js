@@ -17,7 +17,7 @@ const blockFamilies = [
   [/^outputs\/(recorder)/, 3, '$1', 'Recorder', '{format} {path}'],
 ];
 
-/// Families of routes: the parameter, the id at the end, and what the value lacks of the other id.
+/// Families of routes: the parameter, the id at the end, and the part of the other id that the value lacks.
 const routeFamilies = [
   [/^encoders\/([va]enc\d+)\/input$/, '$1', ''],
   [/^outputs\/(rt[sm]p)\/streams\/stream(\d+)\/([va]enc)$/, '$1$2', '$3'],
@@ -53,7 +53,7 @@ function findBlocks(values) {
           return value ? word + shown(inWords(parameter, value)) : '';
         }),
         off: isOff(folder) || isOff(folder.replace(/streams\/.*/, '')),
-        used: column > 1, // until something is found that takes it
+        used: column > 1, // until a taker is found
         kind: column > 1 ? 'both' : /^(in|venc)\d/.test(id) ? 'video' : 'audio',
       });
     }
@@ -61,7 +61,7 @@ function findBlocks(values) {
   return blocks;
 }
 
-/// The modes where no choices are known.
+/// The modes without known choices.
 export function inputModes(values) {
   const inputs = [...findBlocks(values).keys()].filter((id) => /^in\d/.test(id));
   return [...inputs.map((id) => id.replace('in', 'single_')), 'dual'];
@@ -82,7 +82,7 @@ function findFlow(values, changed) {
       }
     }
   }
-  // From right to left: a block is used if one that is used takes something from it.
+  // From right to left: a block is used if a used one takes from it.
   routes.sort((a, b) => b.to.column - a.to.column);
   for (const route of routes.filter(({ before }) => !before)) {
     const { from, to } = route;
@@ -100,7 +100,7 @@ export class FlowPicture {
   #shown; // the routes' attributes, as JSON
   #observer = new ResizeObserver(() => this.#lay());
 
-  /// `lead` gets the folder of a block that somebody activates.
+  /// `lead` gets the folder of an activated block.
   constructor(element, lead) {
     element.append(...this.#columns, this.#svg);
     element.addEventListener('click', ({ target }) => {
@@ -110,7 +110,7 @@ export class FlowPicture {
     this.#observer.observe(element);
   }
 
-  /// Draws the values of the state, and marks what has changed.
+  /// Draws the values of the state, and marks the changed ones.
   draw(state) {
     const { values, changed, elsewhere } = state;
     const { blocks, routes } = findFlow(values, changed);
@@ -147,7 +147,7 @@ export class FlowPicture {
     this.#lay();
   }
 
-  /// Lays the routes between the blocks where these stand now.
+  /// Lays the routes between the blocks.
   #lay() {
     const paths = this.#svg.children;
     const places = this.#routes.map(({ from, to }, index) =>

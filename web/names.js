@@ -1,4 +1,4 @@
-// What is known of the parameters: names.txt, and which of them move the appliance away.
+// The descriptions of the parameters: names.txt, and the ones that move the appliance away.
 
 import { root } from './dom.js';
 
@@ -16,7 +16,7 @@ export function parseNames(text) {
 
 export const listChoices = ({ choices }) => choices?.match(/\S+/g);
 
-/// What is wrong with the value by the description, or nothing.
+/// The fault of the value by its description, or nothing.
 export function findFault(about, value) {
   const { range, pattern, unit = '' } = about;
   const choices = listChoices(about);

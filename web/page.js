@@ -22,7 +22,7 @@ function start() {
   let writes; // the module that writes, from the first write on
   let descriptions; // by name
   let imported = new Map(); // from a file
-  let moved = ''; // where the appliance may be now
+  let moved = ''; // the possible new address of the appliance
   let readAt = '';
   let trouble; // the kind of the last failure to read, or 401
   let times = [0]; // milliseconds of the last answers
@@ -75,7 +75,7 @@ function start() {
     throw new ApplianceError('silent', 'The web server does not give names.txt', { status, cause });
   }
 
-  /// Says that the page waits, if it does for longer than usual.
+  /// Tells of the wait if it is longer than usual.
   async function patiently(answer) {
     const begin = Date.now();
     const late = setTimeout(() => {
@@ -90,7 +90,7 @@ function start() {
     }
   }
 
-  /// Reads everything into the state. Gives what went wrong, or nothing.
+  /// Reads everything into the state. Gives the trouble, or nothing.
   async function readAll(options) {
     try {
       descriptions ??= await patiently(fetchNames());
@@ -126,7 +126,7 @@ function start() {
 
   let last = Promise.resolve();
 
-  /// One after the other, so that what changes between two reads is one job's doing.
+  /// One after the other: a change between two reads is then one job's doing.
   function queue(job) {
     last = last.then(job).catch((error) => {
       if (error instanceof ApplianceError) state.told = { text: `Not done: ${error.message}.` };
@@ -167,7 +167,7 @@ function start() {
     });
   }
 
-  /// Sends pairs, but not what somebody has to look at first: their rows tell.
+  /// Sends pairs, except those that an operator must look at first: their rows tell.
   function write(pairs, wanted, anyway) {
     const rest = pairs.filter(([name, value]) => {
       const fault = !anyway && findFault(descriptions.get(name), value);
@@ -186,7 +186,7 @@ function start() {
   const listAsking = () => moving.filter((name) => state.outcomes.get(name)?.action === 'confirm')
     .map((name) => [name, state.staged.get(name)]);
 
-  /// What a row's field and buttons do.
+  /// The actions of a row's field and buttons.
   function act(name, action, text) {
     if (action === 'stage' && text === (state.staged.get(name) ?? state.values.get(name))) return;
     const pairs = [...state.staged].filter(([other]) => other === name);
@@ -207,7 +207,7 @@ function start() {
 
   const actions = {
     'write-all': () => {
-      // What the file has as it is may change with the rest.
+      // Equal values of the file may change with the rest.
       const same = [...imported].filter(([name, value]) => state.values.get(name) === value);
       write([...state.staged], imported.size ? new Map([...same, ...state.staged]) : undefined);
       imported = new Map();
@@ -231,7 +231,7 @@ function start() {
       actions[action]();
       show();
     }
-    if (target.closest('a')?.hash === location.hash) leadToHash(); // which is no change of it
+    if (target.closest('a')?.hash === location.hash) leadToHash(); // no hashchange comes
   });
   part('modes').addEventListener('click', ({ target: { dataset: { mode } } }) => {
     if (!mode) return;
@@ -257,7 +257,7 @@ function start() {
       if (wasIdle && trouble !== 401) readSoon();
     }, { passive: true });
   }
-  // What is in focus stays clear of the report, which lies above the table.
+  // The focus stays clear of the report above the table.
   new ResizeObserver(([{ target }]) => {
     document.documentElement.style.scrollPaddingTop = `${target.offsetHeight + 16}px`;
   }).observe(part('result'));
@@ -269,7 +269,7 @@ function start() {
   readSoon();
 }
 
-/// An error that the appliance has not caused.
+/// A fault of the page, not of the appliance.
 function tellFault(error) {
   setContent(part('fault'), `This page has a fault: ${error?.message ?? error}. Reload it.`);
   console.error(error);

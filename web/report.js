@@ -1,8 +1,8 @@
-// The report: what waits to be written, what is under way, what went wrong, and what has changed.
+// The report: staged values, writes under way, failures and changes.
 
 import { assign, make, part, setContent, short, shown } from './dom.js';
 
-/// Shows that, and the address that the appliance may have `moved` to.
+/// Shows the report, and the appliance's possible new address, `moved`.
 export function report(state, moved) {
   const { told: { text, changes = [], notes = [] }, pending, values, changed } = state;
   const staged = state.staged.size;

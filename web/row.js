@@ -7,8 +7,8 @@ export class Row {
   #field;
   #note;
   #buttons;
-  #value; // what the field was filled with
-  #filled; // what it then showed: a field changes line ends
+  #value; // the value in the field
+  #filled; // the field then: it changes line ends
 
   /// `act(name, action, text)` hears of `stage`, `cancel`, `write`, `anyway`, `confirm`.
   constructor(name, label, about, act) {
@@ -57,11 +57,11 @@ export class Row {
     field.value = value;
     if (field.selectedIndex < 0) field.append(make('option', { value, selected: '' }, value));
     this.#filled = field.value;
-    field.rows = value.split(/\n|.{20}/).length; // where it does not size itself
+    field.rows = value.split(/\n|.{20}/).length; // if it does not size itself
   }
 
-  /// Shows the stored `value`; what is `staged`; the `former` value if it has changed; the `outcome`
-  /// of the last write, or what it is `doing`.
+  /// Shows the stored, `staged` and `former` value, if any; the `outcome` of the last write, or what it
+  /// is `doing`.
   show({ value, staged, former, elsewhere, outcome = {}, doing }) {
     const text = staged ?? value;
     if (text !== this.#text) this.#fill(text);

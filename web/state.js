@@ -1,17 +1,17 @@
-// The state: what was read, what it is compared with, what is staged, and what is under way.
+// The state: values read, their baseline, staged values and jobs.
 
 export class State {
   values = new Map(); // each read makes a new Map
-  staged = new Map(); // what is not written yet
-  outcomes = new Map(); // of writes: the `value`, a `note`, what is `bad`
+  staged = new Map(); // not written yet
+  outcomes = new Map(); // of writes: the `value`, a `note`, maybe a `bad` text
   told = {}; // of the last job: a `text`, the `changes`, `notes`
-  jobs = []; // of writes.js, from the one under way to the last that waits
+  jobs = []; // of writes.js: the one under way, then the waiting ones
   unsettled; // a job with something sent and nothing read since
-  undoable; // what the last job has changed
-  elsewhere = new Set(); // what has changed without a write of this page
-  #baseline = new Map(); // what the marks compare with
+  undoable; // the changes of the last job
+  elsewhere = new Set(); // names changed without a write of this page
+  #baseline = new Map(); // for the marks
 
-  /// Takes what was read; what has changed is this page's `own` doing or not.
+  /// Takes the values read. `own`: this page has changed them.
   take(values, own) {
     for (const [name, value] of values) {
       if (this.staged.get(name) === value && !this.#find(name)) this.staged.delete(name);
@@ -27,7 +27,7 @@ export class State {
     this.values = values;
   }
 
-  /// Stages a value, or takes back what was staged. What is under way may change the stored one.
+  /// Stages a value, or takes it back. What is under way may change the stored one.
   stage(name, value) {
     if (value === undefined || (value === this.values.get(name) && !this.#find(name))) this.staged.delete(name);
     else this.staged.set(name, value);
@@ -39,7 +39,7 @@ export class State {
     for (const [name, { passing }] of this.outcomes) if (passing) this.outcomes.delete(name);
   }
 
-  /// The former values of what differs from the baseline.
+  /// The former values of changed parameters.
   get changed() {
     return new Map([...this.#baseline].filter(([name, value]) =>
       (this.values.get(name) ?? value) !== value));
@@ -58,14 +58,14 @@ export class State {
   /// The items without an answer. Those without `sent` can be taken back.
   get pending() { return this.#items.filter(({ answered }) => !answered); }
 
-  /// What the page does with a parameter, or nothing.
+  /// The page's work on a parameter, or nothing.
   doing(name) {
     const item = this.#find(name);
     return item && (item.sent ? 'writing …' : 'waits to be written');
   }
 
-  /// Adds a job that writes pairs, and then what differs from `wanted`, a Map: the appliance may have
-  /// corrected it with others. What waits already is not sent twice.
+  /// Adds a job: it writes pairs, and then the values that differ from `wanted`, a Map, because the
+  /// appliance may have corrected them. A waiting value is not sent twice.
   addJob(pairs, wanted) {
     for (const [name] of pairs) this.takeBack(name);
     const items = pairs.filter(([name, value]) => this.#find(name)?.value !== value)
@@ -73,7 +73,7 @@ export class State {
     this.jobs.push({ items, wanted, seen: this.values });
   }
 
-  /// Gives what is not sent then, maybe of one parameter only.
+  /// Gives the unsent items, maybe of one parameter only.
   takeBack(only) {
     const isTaken = ({ name, sent }) => !sent && (only ?? name) === name;
     const taken = this.#items.filter(isTaken);

@@ -27,7 +27,7 @@ export class Table {
     part('table').replaceChildren(...groups.values());
   }
 
-  /// `act` is that of a row.
+  /// `act` is for the rows.
   show(descriptions, act) {
     const { values, staged, outcomes, changed, elsewhere } = this.#state;
     if (this.#rows.size !== values.size) this.#fill(values.keys(), descriptions, act);
@@ -38,7 +38,7 @@ export class Table {
     this.filter();
   }
 
-  /// Hides what does not fit, but nothing that is staged or in focus.
+  /// Hides rows that do not fit, but none with a staged value or the focus.
   filter() {
     const { values, changed, staged } = this.#state;
     const words = part('filter').value.toLowerCase().split(/\s+/);
@@ -56,7 +56,7 @@ export class Table {
     setContent(part('count'), count ? `${count} of ${this.#rows.size}` : 'No parameter fits');
   }
 
-  /// Leads to the row that a link names.
+  /// Leads to the row of a link.
   lead(hash) {
     const [, row] = [...this.#rows].find(([name]) => new URL(`#${name}`, location).hash === hash) ?? [];
     if (!row) return;

@@ -4,7 +4,7 @@
 import { ApplianceError } from './appliance.js';
 import { assign, trim } from './dom.js';
 
-/// Carries out the first job. `read` reads everything into the state and gives what went wrong; `put`
+/// Carries out the first job. `read` reads everything into the state and gives the trouble; `put`
 /// writes a value; `show` shows the state.
 export async function carryOut(state, read, put, show) {
   const [job] = state.jobs;
@@ -13,7 +13,7 @@ export async function carryOut(state, read, put, show) {
   if (trouble) return giveUp(state, trouble);
   settle(state);
   job.before = state.values;
-  for (const name of job.wanted?.keys() ?? []) { // no overwriting what somebody else wrote since
+  for (const name of job.wanted?.keys() ?? []) { // do not overwrite somebody else's write
     if (job.seen.get(name) !== job.before.get(name)) state.takeBack(name);
   }
   while (await send(job, state, put, show)) {
@@ -50,7 +50,7 @@ async function send(job, state, put, show) {
   return hasSent;
 }
 
-/// Tells what the last job did, now that everything was read again.
+/// Tells the outcome of the last job, after a new read.
 export function settle(state) {
   const { unsettled: job, values } = state;
   if (!job) return;
@@ -77,7 +77,7 @@ function giveUp(state, message, only) {
   }
 }
 
-/// Tells what became of one value. What the appliance complains about stays staged.
+/// Tells the outcome of one value. It stays staged if the appliance complains.
 function judge({ name, value, reply, broke }, { values, staged, outcomes }) {
   const what = assign(name, value);
   const kept = values.get(name) === value;
@@ -88,7 +88,7 @@ function judge({ name, value, reply, broke }, { values, staged, outcomes }) {
     bad: complaint || (kept ? '' : `The appliance has not kept ${what}.`) });
 }
 
-/// A job that undoes the last one, first what that wrote. What has changed since stays.
+/// A job to undo the last one, its written values first. Later changes stay.
 export function planUndo({ values, undoable: { names, changes } }) {
   const wanted = new Map(changes.filter(({ name, to }) => values.get(name) === to)
     .map(({ name, from }) => [name, from]));
