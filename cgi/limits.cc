@@ -69,9 +69,8 @@ static bool hasRoom() {
   return room != MAP_FAILED && munmap(room, size) == 0;
 }
 
-/// False when there is no such setting, with `errno` 0, or when the system refuses it.
+/// False when there is no such setting, with `errno` untouched, or when the system refuses it.
 bool Limits::set(const std::string& name, unsigned number) {
-  errno = 0;
   if (name == "body_limit") {
     return setenv("CGICC_MAX_CONTENTLENGTH", std::to_string(number).c_str(), 1) == 0;
   }
