@@ -3,32 +3,30 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
-#include "cgi/limits.h"
 #include "cgi/reply.h"
 #include "cgi/request.h"
+#include "cgi/script.h"
 #include "read_service/read_request.h"
 #include "write_service/write_request.h"
 
 /// Hands the request to one service. A request without "read" or both "write" and "value" gets no
 /// answer.
-static void dispatch(RequestFields fields, Limits& limits) {
-  if (fields.read) {
-    handleReadRequest(std::move(*fields.read));
-  } else if (fields.write && fields.value) {
-    if (limits.takeTurn()) {
-      handleWriteRequest(std::move(*fields.write), std::move(*fields.value),
-                         [&limits](bool isChild) { limits.beginApply(isChild); });
-    } else {
-      writeInternalServerError();
-    }
-  }
+static void dispatch(RequestFields fields, const Script& script) {
+  if (fields.read) return handleReadRequest(std::move(*fields.read));
+  if (!fields.write || !fields.value) return;
+  if (!script.takeTurn()) return writeInternalServerError();
+  handleWriteRequest(std::move(*fields.write), std::move(*fields.value), script);
 }
 
 /// Refuses a request that may be forged. Of its text, only the method is logged.
@@ -40,17 +38,18 @@ static void refuse() {
 }
 
 /// Opens each closed standard stream on "/dev/null". Otherwise the daemon's connection would take
-/// its number.
+/// its number, and a write's child would close it. Throws if it cannot be opened.
 static void openStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     // The lowest free number is `stream`, as all below it are open.
-    if (fcntl(stream, F_GETFD) == -1) open("/dev/null", O_RDWR);
+    if (fcntl(stream, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) {
+      throw std::runtime_error(std::string("Cannot open /dev/null: ") + std::strerror(errno));
+    }
   }
 }
 
-/// Whether a script with limits started this process: its "#!" line names the program by a path
-/// with this end. By its usual path the program takes no script, as a web server may pass words of
-/// the query as arguments.
+/// Whether `path`, argument 0, is that of the link for the "#!" line of a script with limits. By
+/// its usual path the program ignores its arguments: a web server may pass words of the query.
 static bool isInterpreter(std::string_view path) {
   constexpr std::string_view end = "/limits/tzr4417.cgi";
   return path.size() >= end.size() && path.substr(path.size() - end.size()) == end;
@@ -60,13 +59,13 @@ static bool isInterpreter(std::string_view path) {
 /// it.
 int main(int argc, char** argv) {
   // If the browser leaves, a write must not end between its puts and its save.
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-  openStandardStreams();
+  std::ignore = std::signal(SIGPIPE, SIG_IGN);
   openlog("tzr4417.cgi", LOG_PID, LOG_USER);
   try {
-    Limits limits;
+    openStandardStreams();
+    Script script;
     if (argc > 0 && isInterpreter(argv[0])) {
-      limits.apply(argc > 1 ? argv[1] : "");
+      script.open(argc > 1 ? argv[1] : "");
       if (mayBeForged()) {
         refuse();
         return 0;
@@ -74,7 +73,7 @@ int main(int argc, char** argv) {
     }
     if (bodyExceedsLimit()) return 1;
     const cgicc::Cgicc request;
-    dispatch(readFields(request), limits);
+    dispatch(readFields(request), script);
   } catch (const std::exception& e) {
     syslog(LOG_ERR, "Caught exception %s", e.what());
     writeInternalServerError();

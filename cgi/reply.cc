@@ -42,14 +42,13 @@ static char escapeLetter(char byte) {
 }
 
 std::string jsonEscape(const std::string& text) {
-  std::string escaped(2 * text.size(), '\0');
-  char* end = escaped.data();
+  std::string escaped;
+  escaped.reserve(2 * text.size());
   for (const char byte : text) {
     const char letter = escapeLetter(byte);
-    if (letter != 0) *end++ = '\\';
-    *end++ = letter != 0 ? letter : byte;
+    if (letter != 0) escaped += '\\';
+    escaped += letter != 0 ? letter : byte;
   }
-  escaped.resize(static_cast<std::size_t>(end - escaped.data()));
   return escaped;
 }
 

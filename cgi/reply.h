@@ -7,7 +7,7 @@
 void writeBadRequest();
 void writeInternalServerError();
 
-/// Writes a status reply whose body names the missing header.
+/// Writes a status reply with the body "No X-Requested-With header".
 void writeForbidden();
 
 /// Writes the header of a JSON reply to standard output; the document follows directly.

@@ -10,10 +10,7 @@ bool ConfigClient::isConnected() const { return connection && connection->isOpen
 
 bool ConfigClient::get(const ParameterPath& name, std::string& value) {
   if (!connection) return false;
-  std::string request;
-  request.reserve(name.size() + 4);  // with the terminator, which the connection adds
-  request.append("ls ").append(name);
-  const bool done = execute(std::move(request), value);
+  const bool done = execute("ls " + name, value);
   trim(value);
   return done;
 }

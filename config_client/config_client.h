@@ -2,13 +2,9 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "config_client/uds_connection.h"
 #include "write_service/change_set.h"
-
-/// The daemon's whole answer about an unknown parameter.
-inline constexpr std::string_view noSuchParameter = "No such file or directory";
 
 /// The configuration daemon's commands, over one connection of its own.
 ///

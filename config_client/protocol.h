@@ -11,3 +11,6 @@ inline constexpr std::string_view prompt = "/> ";
 
 /// Ends every request, alone, with no line feed.
 inline constexpr char requestTerminator = '\r';
+
+/// The daemon's whole answer about an unknown parameter.
+inline constexpr std::string_view noSuchParameter = "No such file or directory";

@@ -9,6 +9,17 @@
 
 #include "cgi/reply.h"
 #include "config_client/config_client.h"
+#include "config_client/protocol.h"
+
+/// The names of a comma-separated list, without the empty ones.
+static std::vector<std::string> splitNames(const std::string& list) {
+  std::vector<std::string> names;
+  for (std::size_t begin = 0, end = 0; begin < list.size(); begin = end + 1) {
+    end = std::min(list.find(',', begin), list.size());
+    if (end > begin) names.push_back(list.substr(begin, end - begin));
+  }
+  return names;
+}
 
 /// Reads `name` into `value`. A name with a blank is never sent: it would make two words.
 static bool readValue(ConfigClient& client, const std::string& name, std::string& value) {
@@ -41,10 +52,7 @@ void handleReadRequest(std::string names) {
   bool anyMember = false;
   const auto separator = [&anyMember] { return std::exchange(anyMember, true) ? ", " : "{ "; };
   std::vector<std::string> invalid;
-  for (std::size_t begin = 0, end = 0; begin < names.size(); begin = end + 1) {
-    end = std::min(names.find(',', begin), names.size());
-    if (end == begin) continue;
-    const std::string name = names.substr(begin, end - begin);
+  for (const std::string& name : splitNames(names)) {
     std::string value;
     if (readValue(client, name, value)) {
       writeJsonMember(separator(), name, value);

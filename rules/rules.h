@@ -10,9 +10,10 @@
 // A rule reads through `getEffectiveValue`, and so sees the write and the changes recorded before
 // it. It reads through `ConfigClient::get` only if the stored value alone counts. It records
 // through `setIfChanged`, which compares the stored value and not the pending one. It never puts,
-// applies or saves. If a read fails, it returns; its recorded changes stay. A parameter unknown to
-// the daemon reads as "No such file or directory", a value like any other. Recorded values are sent
-// unchanged: each is one word, in double quotes if it holds white space.
+// applies or saves. If a read fails, it records nothing that depends on that read; its recorded
+// changes stay. A parameter unknown to the daemon reads as "No such file or directory", a value
+// like any other. Recorded values are sent unchanged: each is one word, in double quotes if it
+// holds white space.
 
 /// For every write. Records the fixed value of each pinned parameter if its stored value has
 /// drifted. The pending value does not count: a user's write to a pinned parameter goes through if

@@ -2,7 +2,7 @@
 
 #include <system_error>
 
-#include "config_client/config_client.h"
+#include "config_client/protocol.h"
 
 static std::string readParameter(const ParameterTree& tree, const std::string& path) {
   const std::string* value = tree.get(path);

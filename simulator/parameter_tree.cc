@@ -13,7 +13,6 @@
 #include <system_error>
 #include <utility>
 
-#include "config_client/config_client.h"
 #include "config_client/protocol.h"
 #include "simulator/words.h"
 

@@ -12,6 +12,7 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include "simulator/session.h"
@@ -32,7 +33,7 @@ static void removeStaleSocket(asio::io_context& context, const std::string& path
   Protocol::socket probe(context, Protocol());
   probe.non_blocking(true);
   std::error_code error;
-  static_cast<void>(probe.connect(path, error));
+  std::ignore = probe.connect(path, error);
   const bool queueIsFull = error == asio::error::no_buffer_space;
   if (!error || queueIsFull) throw std::runtime_error(path + ": a daemon already listens there");
   if (error != asio::error::connection_refused) throw std::system_error(error, path);
@@ -85,7 +86,7 @@ class Listener {
 }  // namespace
 
 void serve(ParameterTree& tree, const std::string& path, bool verbose) {
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));  // for standard error; the sockets raise none
+  std::ignore = std::signal(SIGPIPE, SIG_IGN);  // for standard error; the sockets raise none
   asio::io_context context(1);
   asio::signal_set signals(context, SIGINT, SIGTERM);
   signals.async_wait([&context](const std::error_code&, int) { context.stop(); });

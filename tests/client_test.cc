@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <tuple>
 
 #include "cgi/reply.h"
 #include "config_client/change_set_entries.h"
@@ -139,7 +140,7 @@ TEST(ConfigClient, EndsABatchAtTheFirstFailure) {
 
 TEST(ConfigClient, FailsWithoutASignalWhenTheDaemonHasGone) {
   // By itself, process 1 would not die of it.
-  static_cast<void>(std::signal(SIGPIPE, [](int) { _exit(1); }));
+  std::ignore = std::signal(SIGPIPE, [](int) { _exit(1); });
   FakeDaemon daemon([](const std::string&) { return "/> that was it"; });
   ConfigClient client;
   daemon.requests();  // it has gone

@@ -1,5 +1,6 @@
 #include "write_service/write_request.h"
 
+#include <fcntl.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <stdexcept>
+#include <tuple>
 
 #include "cgi/reply.h"
 #include "config_client/config_client.h"
@@ -46,29 +48,36 @@ static void logReply(const char* command, const std::string& reply) {
   if (!reply.empty()) syslog(LOG_INFO, "Reply from \"%s\": %s", command, reply.c_str());
 }
 
-/// Takes `stream` from the web server. If "/dev/null" cannot be opened, the stream is closed.
-static void letGo(std::FILE* stream, const char* mode) {
-  [[maybe_unused]] const std::FILE* reopened = std::freopen("/dev/null", mode, stream);
+/// Gives up the web server's streams, so that it sees the end of the response. Without "/dev/null"
+/// they are closed.
+static void letStreamsGo() {
+  // First below the C library: freopen flushes, and would wait for ever if nobody takes the reply.
+  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (dup2(null, stream) == -1) close(stream);
+  }
+  close(null);
+  std::ignore = std::freopen("/dev/null", "r", stdin);
+  std::ignore = std::freopen("/dev/null", "a", stdout);
+  std::ignore = std::freopen("/dev/null", "a", stderr);
 }
 
-/// Ends the calling process and goes on in a child without the web server's streams, so that the
-/// response is complete now. If the fork fails, goes on in the calling process and returns false.
-static bool detach() {
+/// Ends the calling process and goes on in a child of it, or in the calling process if it cannot
+/// fork.
+static void detach(const Script& script) {
   const pid_t child = fork();
   if (child > 0) std::exit(0);
   if (child < 0) {
     syslog(LOG_WARNING, "Failed to fork child process, continuing in parent process");
-    return false;
+    return script.endAtTimeLimit();
   }
+  script.leaveTurn();
+  script.limitChild();
   setsid();
-  letGo(stdin, "r");
-  letGo(stdout, "a");
-  letGo(stderr, "a");
-  return true;
+  letStreamsGo();
 }
 
-void handleWriteRequest(ParameterPath name, std::string value,
-                        const std::function<void(bool isChild)>& beforeApply) {
+void handleWriteRequest(ParameterPath name, std::string value, const Script& script) {
   ConfigClient client;
   if (!client.isConnected()) {
     writeInternalServerError();
@@ -91,7 +100,7 @@ void handleWriteRequest(ParameterPath name, std::string value,
     std::cout << reply << std::endl;
   }
 
-  beforeApply(detach());
+  detach(script);
   client.apply(reply);
   logReply("apply", reply);
   client.save(reply);

@@ -1,18 +1,16 @@
 #pragma once
 
-#include <functional>
 #include <string>
 
+#include "cgi/script.h"
 #include "write_service/change_set.h"
 
 /// Stores `value` for `name` together with its dependent parameters, answers on standard output,
-/// and has a detached child apply and save the configuration. `beforeApply` is called in that child
-/// or, with false, in the calling process if it could not fork.
+/// and has a detached child apply and save the configuration. The child gets the limit of `script`
+/// and leaves the turn of the write to the calling process.
 ///
 /// Answers 500 and returns when the daemon cannot be reached. Otherwise the reply is one line of
 /// JSON, or 500 when a put fails, and then the calling process ends here with exit status 0: only
 /// the child returns or, without a fork, the caller. Throws, with nothing written, when `name` or
 /// `value` would break the request line or lacks the number expected by a rule.
-void handleWriteRequest(
-    ParameterPath name, std::string value,
-    const std::function<void(bool isChild)>& beforeApply = [](bool) {});
+void handleWriteRequest(ParameterPath name, std::string value, const Script& script = {});

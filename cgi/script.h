@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+/// The script with this program as its interpreter: it sets the limits of one request, and its lock
+/// is the turn of a write. Until `open` there is no script: nothing is limited, and writes take no
+/// turns.
+class Script {
+ public:
+  /// Opens the script, until this process ends, and puts its settings in force, each a line "NAME =
+  /// NUMBER" among comments and empty lines. They limit this process and the child of a write, not
+  /// the web server. From here on, SIGTERM and SIGHUP are ignored: only a limit ends a request.
+  ///
+  /// Throws `std::runtime_error` for a line without a setting, a setting refused by the system, and
+  /// an unreadable script. The text names the line by its number and never quotes it. The lines
+  /// before it are in force then.
+  void open(const char* path);
+
+  /// Waits until no other program of the script is in the middle of a write. The turn ends with
+  /// this process. False, without a turn, if the time limit ends the wait or there is no lock to be
+  /// had.
+  [[nodiscard]] bool takeTurn() const;
+
+  /// In the child of a write: leaves the turn to the parent. Call it before the child can block.
+  void leaveTurn() const;
+
+  /// In the child of a write: starts the child's own time limit, which ends it.
+  void limitChild() const;
+
+  /// Without a child: from here on the time limit ends this process. An interrupted apply would
+  /// pass for a finished one.
+  void endAtTimeLimit() const;
+
+ private:
+  bool apply(std::string line);
+  bool limit(const std::string& name, unsigned number);
+
+  int fd = -1;
+  unsigned childSeconds = 0;
+};
