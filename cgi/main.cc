@@ -25,6 +25,10 @@
 static void dispatch(RequestFields fields, const Script& script) {
   if (fields.read) return handleReadRequest(std::move(*fields.read));
   if (!fields.write || !fields.value) return;
+  if (!script.mayWrite()) {
+    logRequester(LOG_WARNING, "Refused a write");
+    return writeForbidden("This user may not write");
+  }
   if (!script.takeTurn()) return writeInternalServerError();
   handleWriteRequest(std::move(*fields.write), std::move(*fields.value), script);
 }
@@ -34,7 +38,7 @@ static void refuse() {
   const char* const method = std::getenv("REQUEST_METHOD");
   syslog(LOG_WARNING, "Refused a %.16s request without X-Requested-With",
          method != nullptr ? method : "nameless");
-  writeForbidden();
+  writeForbidden("No X-Requested-With header");
 }
 
 /// Opens each closed standard stream on "/dev/null". Otherwise the daemon's connection would take

@@ -13,8 +13,8 @@ void writeBadRequest() { writeStatus(400, "Bad Request"); }
 
 void writeInternalServerError() { writeStatus(500, "Internal Server Error"); }
 
-void writeForbidden() {
-  std::cout << "HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\nNo X-Requested-With header\n";
+void writeForbidden(const char* reason) {
+  std::cout << "HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\n" << reason << '\n';
 }
 
 void writeJsonHeader() { cgicc::HTTPContentHeader("application/json").render(std::cout); }

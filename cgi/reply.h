@@ -7,8 +7,8 @@
 void writeBadRequest();
 void writeInternalServerError();
 
-/// Writes a status reply with the body "No X-Requested-With header".
-void writeForbidden();
+/// Writes a status reply with the line `reason` as its body.
+void writeForbidden(const char* reason);
 
 /// Writes the header of a JSON reply to standard output; the document follows directly.
 void writeJsonHeader();

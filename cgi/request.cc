@@ -1,7 +1,10 @@
 #include "cgi/request.h"
 
 #include <strings.h>
+#include <syslog.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 
@@ -39,4 +42,19 @@ bool mayBeForged() {
   if (query != nullptr && std::strncmp(query, read, sizeof read - 1) == 0) return false;
   const char* header = std::getenv("HTTP_X_REQUESTED_WITH");
   return header == nullptr || *header == '\0';
+}
+
+/// The value of an environment variable for a line of the log.
+static std::string printable(const char* variable, const char* missing) {
+  const char* const value = std::getenv(variable);
+  if (value == nullptr || *value == '\0') return missing;
+  std::string text(value, strnlen(value, 64));
+  const auto isControl = [](unsigned char byte) { return std::iscntrl(byte) != 0; };
+  std::replace_if(text.begin(), text.end(), isControl, '?');
+  return text;
+}
+
+void logRequester(int priority, const char* action) {
+  syslog(priority, "%s by %s from %s", action, printable("REMOTE_USER", "nobody").c_str(),
+         printable("REMOTE_ADDR", "nowhere").c_str());
 }

@@ -24,3 +24,7 @@ bool bodyExceedsLimit();
 /// password. Such a page cannot send the header "X-Requested-With". A query that begins with
 /// "read=" makes any request a read, and its answer the browser hides from such a page.
 bool mayBeForged();
+
+/// Logs `action`, "by" the web server's user, "from" the browser's address. Each has at most
+/// 64 bytes and no control characters; "nobody" and "nowhere" if the web server gives none.
+void logRequester(int priority, const char* action);

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "cgi/request.h"
 #include "config_client/trim.h"
 
 /// The largest number of a setting. As many KB, counted in bytes, still fit into 32 bits.
@@ -110,6 +112,10 @@ bool Script::apply(std::string line) {
   std::string value = line.substr(equals + 1);
   trim(name);
   trim(value);
+  if (name == "writer" && !value.empty()) {
+    writers.push_back(value);
+    return true;
+  }
   const unsigned number = parseNumber(value);
   return number != 0 && limit(name, number);
 }
@@ -127,6 +133,16 @@ bool Script::limit(const std::string& name, unsigned number) {
   if (name == "memory_limit") return setHard(RLIMIT_AS, rlim_t{number} * 1024) && hasRoom();
   if (name == "process_limit") return setHard(RLIMIT_NPROC, number);
   return false;
+}
+
+bool Script::mayWrite() const {
+  const char* const user = std::getenv("REMOTE_USER");
+  return writers.empty() ||
+         (user != nullptr && std::find(writers.begin(), writers.end(), user) != writers.end());
+}
+
+void Script::logWrite() const {
+  if (fd != -1) logRequester(LOG_INFO, "Write");
 }
 
 bool Script::takeTurn() const { return fd == -1 || flock(fd, LOCK_EX) == 0; }

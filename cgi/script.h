@@ -1,20 +1,29 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 /// The script with this program as its interpreter: it sets the limits of one request, and its lock
-/// is the turn of a write. Until `open` there is no script: nothing is limited, and writes take no
-/// turns.
+/// is the turn of a write. Until `open` there is no script: nothing is limited, everybody may
+/// write, and writes take no turns.
 class Script {
  public:
   /// Opens the script, until this process ends, and puts its settings in force, each a line "NAME =
-  /// NUMBER" among comments and empty lines. They limit this process and the child of a write, not
-  /// the web server. From here on, SIGTERM and SIGHUP are ignored: only a limit ends a request.
+  /// NUMBER" or "writer = USER" among comments and empty lines. They limit this process and the
+  /// child of a write, not the web server. From here on, SIGTERM and SIGHUP are ignored: only a
+  /// limit ends a request.
   ///
   /// Throws `std::runtime_error` for a line without a setting, a setting refused by the system, and
   /// an unreadable script. The text names the line by its number and never quotes it. The lines
   /// before it are in force then.
   void open(const char* path);
+
+  /// Whether the web server's user may write: one of the script's writers, or anybody if it names
+  /// none.
+  [[nodiscard]] bool mayWrite() const;
+
+  /// Logs who writes.
+  void logWrite() const;
 
   /// Waits until no other program of the script is in the middle of a write. The turn ends with
   /// this process. False, without a turn, if the time limit ends the wait or there is no lock to be
@@ -37,4 +46,5 @@ class Script {
 
   int fd = -1;
   unsigned childSeconds = 0;
+  std::vector<std::string> writers;
 };

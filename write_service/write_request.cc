@@ -85,6 +85,7 @@ void handleWriteRequest(ParameterPath name, std::string value, const Script& scr
   }
   refuseLineBreaks(name, value);
   std::string reply;
+  script.logWrite();
   logSetting(name, value);
   quoteIfNeeded(value);
 

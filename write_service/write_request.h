@@ -7,7 +7,8 @@
 
 /// Stores `value` for `name` together with its dependent parameters, answers on standard output,
 /// and has a detached child apply and save the configuration. The child gets the limit of `script`
-/// and leaves the turn of the write to the calling process.
+/// and leaves the turn of the write to the calling process. With a script, the log tells who
+/// writes.
 ///
 /// Answers 500 and returns when the daemon cannot be reached. Otherwise the reply is one line of
 /// JSON, or 500 when a put fails, and then the calling process ends here with exit status 0: only
