@@ -20,8 +20,8 @@
 #include "read_service/read_request.h"
 #include "write_service/write_request.h"
 
-/// Hands the request to one service. A request without "read" or both "write" and "value" gets no
-/// answer.
+/// Hands the request to one service. A request with neither "read" nor both "write" and "value"
+/// gets no answer.
 static void dispatch(RequestFields fields, const Script& script) {
   if (fields.read) return handleReadRequest(std::move(*fields.read));
   if (!fields.write || !fields.value) return;
@@ -33,7 +33,7 @@ static void dispatch(RequestFields fields, const Script& script) {
   handleWriteRequest(std::move(*fields.write), std::move(*fields.value), script);
 }
 
-/// Refuses a request that may be forged. Of its text, only the method is logged.
+/// Refuses a request that may be forged. Logs only its method: all else is a stranger's text.
 static void refuse() {
   const char* const method = std::getenv("REQUEST_METHOD");
   syslog(LOG_WARNING, "Refused a %.16s request without X-Requested-With",
@@ -52,15 +52,15 @@ static void openStandardStreams() {
   }
 }
 
-/// Whether `path`, argument 0, is that of the link for the "#!" line of a script with limits. By
-/// its usual path the program ignores its arguments: a web server may pass words of the query.
+/// Whether a script with limits started this process: its "#!" line names a link with this end, and
+/// `path` is argument 0. By any other path the program ignores its arguments: a web server may pass
+/// words of the query.
 static bool isInterpreter(std::string_view path) {
   constexpr std::string_view end = "/limits/tzr4417.cgi";
   return path.size() >= end.size() && path.substr(path.size() - end.size()) == end;
 }
 
-/// The only place to catch exceptions. Output written before one stays, and the 500 reply follows
-/// it.
+/// Catches all exceptions of the program. The 500 reply follows any output written before.
 int main(int argc, char** argv) {
   // If the browser leaves, a write must not end between its puts and its save.
   std::ignore = std::signal(SIGPIPE, SIG_IGN);

@@ -14,10 +14,9 @@ void writeForbidden(const char* reason);
 void writeJsonHeader();
 
 /// A copy of `text` for the inside of a JSON string literal, without the quotation marks around it.
-/// Escapes the quotation mark, backslash, slash, and the control characters \b \f \n \r \t; every
-/// other byte, other control characters included, is copied.
+/// Escapes the quotation mark, backslash, slash and \b \f \n \r \t. Copies every other byte, also
+/// other control characters.
 std::string jsonEscape(const std::string& text);
 
-/// Writes `before` and a member of a JSON object to standard output, both strings escaped: "name":
-/// "value".
+/// Writes `before` as it is, then a member of a JSON object, "NAME": "VALUE", both strings escaped.
 void writeJsonMember(const char* before, const std::string& name, const std::string& value);

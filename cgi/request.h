@@ -22,9 +22,9 @@ bool bodyExceedsLimit();
 
 /// Whether a page of another site may have made the browser send this request, with the user's
 /// password. Such a page cannot send the header "X-Requested-With". A query that begins with
-/// "read=" makes any request a read, and its answer the browser hides from such a page.
+/// "read=" makes any request a read, and the browser hides the answer from such a page.
 bool mayBeForged();
 
-/// Logs `action`, "by" the web server's user, "from" the browser's address. Each has at most
-/// 64 bytes and no control characters; "nobody" and "nowhere" if the web server gives none.
+/// Logs "ACTION by USER from ADDRESS". User and address have at most 64 bytes and no control
+/// characters. If the web server gives none, they are "nobody" and "nowhere".
 void logRequester(int priority, const char* action);

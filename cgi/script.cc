@@ -19,10 +19,10 @@
 #include "cgi/request.h"
 #include "config_client/trim.h"
 
-/// The largest number of a setting. As many KB, counted in bytes, still fit into 32 bits.
+/// The largest number in a setting. As KB, its bytes fit into 32 bits.
 static constexpr unsigned largestNumber = 2'000'000;
 
-/// Seconds of an interrupted program for its answer.
+/// Seconds from the end of the time limit to the end of the program: time for its answer.
 static constexpr unsigned grace = 5;
 
 /// Web servers send SIGTERM when a browser cancels its request; a write would stop half way. A
@@ -56,8 +56,8 @@ extern "C" {
 static void endSoon(int /*signal*/) { alarm(grace); }
 }
 
-/// After `seconds`, fails the call in progress, so that the answer goes out with the values known
-/// by then. The grace then ends a program still at work.
+/// After `seconds`, the call in progress fails, and the program answers with the values known by
+/// then. If it is still at work after the grace, SIGALRM ends it.
 static bool interruptAfter(unsigned seconds) {
   struct sigaction action = {};
   action.sa_handler = endSoon;
@@ -68,7 +68,7 @@ static bool interruptAfter(unsigned seconds) {
   return true;
 }
 
-/// No soft limit below the hard one: its signal would leave a core file.
+/// Sets the soft and the hard limit. At a lower soft limit, SIGXCPU would leave a core file.
 static bool setHard(decltype(RLIMIT_CPU) resource, rlim_t value) {
   const rlimit limit{value, value};
   return setrlimit(resource, &limit) == 0;

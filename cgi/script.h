@@ -8,10 +8,10 @@
 /// write, and writes take no turns.
 class Script {
  public:
-  /// Opens the script, until this process ends, and puts its settings in force, each a line "NAME =
-  /// NUMBER" or "writer = USER" among comments and empty lines. They limit this process and the
-  /// child of a write, not the web server. From here on, SIGTERM and SIGHUP are ignored: only a
-  /// limit ends a request.
+  /// Opens the script, until this process ends, and puts its settings in force. A setting is a line
+  /// "NAME = NUMBER" or "writer = USER"; empty lines and comments do not count. The limits hold for
+  /// this process and the child of a write, not for the web server. From here on, SIGTERM and
+  /// SIGHUP are ignored: only a limit ends a request.
   ///
   /// Throws `std::runtime_error` for a line without a setting, a setting refused by the system, and
   /// an unreadable script. The text names the line by its number and never quotes it. The lines
@@ -26,8 +26,8 @@ class Script {
   void logWrite() const;
 
   /// Waits until no other program of the script is in the middle of a write. The turn ends with
-  /// this process. False, without a turn, if the time limit ends the wait or there is no lock to be
-  /// had.
+  /// this process. False, without a turn, if the time limit ends the wait or the script cannot be
+  /// locked.
   [[nodiscard]] bool takeTurn() const;
 
   /// In the child of a write: leaves the turn to the parent. Call it before the child can block.
@@ -36,8 +36,8 @@ class Script {
   /// In the child of a write: starts the child's own time limit, which ends it.
   void limitChild() const;
 
-  /// Without a child: from here on the time limit ends this process. An interrupted apply would
-  /// pass for a finished one.
+  /// For a write without a child: from here on the time limit ends this process and interrupts no
+  /// call. After an interrupted apply, the log would say that it has finished.
   void endAtTimeLimit() const;
 
  private:

@@ -20,12 +20,12 @@ class ConfigClient {
   [[nodiscard]] bool isConnected() const;
 
   /// Reads one parameter, without the white space around it; the daemon's "No such file or
-  /// directory" arrives as a value. On failure `value` holds, trimmed, its former text or the part
-  /// of the reply received so far; without a socket it is untouched.
+  /// directory" arrives as a value. On failure `value` holds its former text or the received part
+  /// of the reply, trimmed. Without a socket it is untouched.
   bool get(const ParameterPath& name, std::string& value);
 
-  /// Writes all of `changes` in order, and ends at the first failed exchange, with no way back for
-  /// those before it. `replies` becomes the answers, untrimmed and unseparated.
+  /// Writes all of `changes` in order. Ends at the first failed exchange; the changes before it
+  /// stay. `replies` becomes the answers, untrimmed and unseparated.
   bool put(const ChangeSet& changes, std::string& replies);
 
   /// Writes one parameter; `reply` becomes the answer, untrimmed.

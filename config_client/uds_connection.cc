@@ -56,7 +56,7 @@ bool UdsConnection::sendLine(std::string line) {
 bool UdsConnection::readReply(std::string& reply) {
   if (fd == -1) return false;
   reply.clear();
-  // Left uninitialised: to fill 64 KiB for every reply would show in the time of every read.
+  // Uninitialised: filling 64 KiB for each reply would slow down every read.
   char buffer[65536];
   std::size_t end = std::string::npos;
   while (end == std::string::npos) {

@@ -7,8 +7,8 @@
 /// One connection to the configuration daemon, in lock step: a request line, then its whole reply.
 ///
 /// This layer knows lines and prompts and no parameter. A socket error never throws: it closes the
-/// connection for good, and `statusText` names it. A call interrupted by a signal is such an error,
-/// and so a limit can end a wait. There is no time-out: every read blocks until the prompt arrives,
+/// connection for good, and `statusText` names it. A call interrupted by a signal counts as such an
+/// error: so a limit ends a wait. There is no time-out: every read blocks until the prompt arrives,
 /// and never ends when the daemon goes away without one.
 class UdsConnection {
  public:
@@ -28,7 +28,7 @@ class UdsConnection {
   [[nodiscard]] bool isOpen() const { return fd >= 0; }
 
   /// Sends `line`, with a carriage return added unless it ends in one. An empty line sends nothing
-  /// and succeeds. False when closed before, or by a failure now.
+  /// and succeeds. False if the connection is closed, or fails now.
   bool sendLine(std::string line);
 
   /// Leaves in `reply` the text before the daemon's prompt, untrimmed. False on failure: `reply`

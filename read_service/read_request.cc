@@ -26,7 +26,7 @@ static bool readValue(ConfigClient& client, const std::string& name, std::string
   return name.find(' ') == std::string::npos && client.get(name, value) && value != noSuchParameter;
 }
 
-/// Writes `names` as a JSON array, each as it stood in the request, not escaped.
+/// Writes `names` as a JSON array, unescaped: each as it was in the request.
 static void writeArray(const std::vector<std::string>& names) {
   const char* separator = "[ ";
   for (const std::string& name : names) {

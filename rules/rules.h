@@ -10,10 +10,9 @@
 // A rule reads through `getEffectiveValue`, and so sees the write and the changes recorded before
 // it. It reads through `ConfigClient::get` only if the stored value alone counts. It records
 // through `setIfChanged`, which compares the stored value and not the pending one. It never puts,
-// applies or saves. If a read fails, it records nothing that depends on that read; its recorded
-// changes stay. A parameter unknown to the daemon reads as "No such file or directory", a value
-// like any other. Recorded values are sent unchanged: each is one word, in double quotes if it
-// holds white space.
+// applies or saves. If a read fails, its value changes nothing; changes recorded before stay. A
+// parameter unknown to the daemon reads as "No such file or directory", a value like any other.
+// Recorded values are sent unchanged: each is one word, in double quotes if it holds white space.
 
 /// For every write. Records the fixed value of each pinned parameter if its stored value has
 /// drifted. The pending value does not count: a user's write to a pinned parameter goes through if
@@ -21,16 +20,16 @@
 void applyFixedSettings(ConfigClient& client, ChangeSet& changes);
 
 /// For every write. Records the total bitrate of each transport-stream multiplexer: the scaled,
-/// limited sum of its components. A multiplexer keeps its bitrate if it has no video encoder, or if
-/// its last one is not on H.264.
+/// limited sum of its components. A multiplexer keeps its bitrate unless its last video encoder
+/// uses H.264.
 void applyMuxBitrateRule(ConfigClient& client, ChangeSet& changes);
 
 /// For every write. Sets both video encoders' overlay copy if "venc2" feeds multiplexer 2's first
 /// component, and their automatic frame control if, in addition, both use H.264.
 void applyVideoEncoderRules(ConfigClient& client, ChangeSet& changes);
 
-/// Records the broadcast address of the written IP address or subnet mask (`name` tells which) and
-/// the stored other one. Records nothing if either is no IPv4 address.
+/// Records the broadcast address. One of IP address and subnet mask is written (`name` tells
+/// which), the other is stored. Records nothing unless both are IPv4 addresses.
 void updateBroadcastAddress(ConfigClient& client, ChangeSet& changes, ParameterPath name,
                             std::string value);
 

@@ -9,7 +9,6 @@
 /// if any, then the rules for every write. `changes` holds the write itself already; `value` is one
 /// word.
 ///
-/// Throws `std::out_of_range` if the beginning of `name` or `value` selects a rule, and the number
-/// expected there is missing.
+/// Throws `std::out_of_range` if `name` or `value` ends where a rule expects a number.
 void addDependentChanges(ConfigClient& client, ChangeSet& changes, const ParameterPath& name,
                          const std::string& value);

@@ -62,8 +62,7 @@ static void letStreamsGo() {
   std::ignore = std::freopen("/dev/null", "a", stderr);
 }
 
-/// Ends the calling process and goes on in a child of it, or in the calling process if it cannot
-/// fork.
+/// Forks: the child goes on, and the calling process ends. If it cannot fork, it goes on itself.
 static void detach(const Script& script) {
   const pid_t child = fork();
   if (child > 0) std::exit(0);
