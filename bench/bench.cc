@@ -37,7 +37,7 @@ using Clock = std::chrono::steady_clock;
 using Texts = std::vector<std::string>;
 
 constexpr char dialogueFile[] = "/tmp/bench_dialogues";
-/// The longest reply fits, so no reader's time counts.
+/// The longest reply fits into the pipe, so no run waits for a reader.
 constexpr int pipeCapacity = 1 << 20;
 
 struct Request {
@@ -98,8 +98,8 @@ static std::vector<char*> pointers(const Texts& texts) {
   return result;
 }
 
-/// Starts a program with its standard output on `output`. Started fast, it shares our memory until
-/// it begins, and counts our peak as its own; with memory of its own it does not.
+/// Starts a program with its standard output on `output`. A fast start shares our memory until the
+/// program begins, so its peak includes ours; with `OwnMemory` it does not.
 static pid_t start(const Texts& arguments, const Texts& environment, int output, Spawn how) {
   const std::vector<char*> argv = pointers(arguments);
   const std::vector<char*> envp = pointers(environment);
@@ -144,7 +144,7 @@ static Run runOnce(const Build& build, const Request& request, Spawn how = Spawn
   const Clock::time_point begin = Clock::now();
   finish(start({build.path}, request.environment, ends[1], how), run);
   run.wall = std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
-  // Still at work, it would disturb the next run.
+  // A child still at work would disturb the next run.
   if (request.detaches) finish(-1, run);
   close(ends[1]);
   static char reply[pipeCapacity];
@@ -183,14 +183,14 @@ static std::string lastRequests() {
   return sent;
 }
 
-/// All requests have the same variables: handing them over costs every program the same.
+/// All requests have the same variables, so that they cost every program the same.
 static Texts environment(const std::string& query, const std::string& exchanges) {
   return {"GATEWAY_INTERFACE=CGI/1.1",  "REQUEST_METHOD=GET",    "SCRIPT_NAME=/tzr4417.cgi",
           "SERVER_PROTOCOL=HTTP/1.1",   "QUERY_STRING=" + query, "BENCH_REQUESTS=" + exchanges,
           "HTTP_X_REQUESTED_WITH=bench"};
 }
 
-/// A read of `count` names: those that `exchanges` reads, over and over.
+/// A read of `count` names, taken from the reads of `exchanges` over and over.
 static Request readRequest(const std::string& exchanges, std::size_t count, int pairsPerRound) {
   const std::string command = "ls ";
   Texts names;
@@ -203,7 +203,7 @@ static Request readRequest(const std::string& exchanges, std::size_t count, int 
   return {"read " + std::to_string(count), environment(query, exchanges), false, pairsPerRound};
 }
 
-/// Reads the builds' log lines away, as a system's logger does: a full socket would hold them up.
+/// Drains the log, as a system's logger does: a full socket would make the builds wait.
 static void drainLog() {
   const int log = check(unixSocket(SOCK_DGRAM, "/dev/log", bind), "/dev/log");
   char message[65536];
@@ -221,7 +221,7 @@ static void keep(const Run& run, const Run& floor, Results& results) {
   results.faults.push_back(run.faults);
 }
 
-/// Compares all replies, and takes the peaks on the way, before anything is timed.
+/// Before anything is timed: compares all replies, and records the peaks.
 static void compareReplies(std::vector<Build>& builds, const std::vector<Request>& requests) {
   for (const Request& request : requests) {
     const std::string expected = runOnce(builds[0], request).reply;
@@ -307,7 +307,7 @@ static void bench(std::vector<Build> builds, const Texts& daemon, std::chrono::s
 }
 
 /// A file lies in the page cache in one piece or in many, depending on its origin. That alone makes
-/// a start up to 15 % slower or faster. Copies in one place are all alike.
+/// a start up to 15 % slower or faster. Copies in one folder are all alike.
 static std::string copyProgram(const std::string& path, const std::string& name) {
   std::string copy = "/tmp/bench_" + name;
   std::filesystem::copy_file(path, copy);

@@ -17,7 +17,7 @@
 
 #include "config_client/protocol.h"
 
-// Untouched room costs nothing.
+// Untouched pages cost nothing.
 static char output[1 << 20];
 static std::size_t outputSize = 0;
 static int daemonSocket = -1;
@@ -59,7 +59,7 @@ static std::string_view exchange(std::string_view command, std::string_view argu
   return receive();
 }
 
-/// Takes the text up to `separator`, which goes too, or all of it.
+/// Removes and returns the text up to `separator`, or all of it. The separator goes too.
 static std::string_view takeUntil(std::string_view& text, char separator) {
   const std::size_t end = text.find(separator);
   const std::string_view piece(text.data(), end == std::string_view::npos ? text.size() : end);
@@ -101,7 +101,7 @@ static void read(std::string_view names) {
   finish();
 }
 
-/// Lets go of the caller, as the program does before it has the daemon apply and save.
+/// Goes on in a detached child, as the program does before apply and save.
 static void detach() {
   if (fork() != 0) _exit(0);
   setsid();

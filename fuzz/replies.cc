@@ -1,4 +1,4 @@
-// The daemon's replies, from the greeting on, as a read takes them.
+// A read, with any replies of the daemon, from the greeting on.
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// The request as the program takes it, through cgicc, from the environment and standard input: a
-// line with the query string, one with the content type, and the body.
+// Any request, from the environment and standard input, through cgicc. The input has a line with
+// the query string, one with the content type, and the body.
 
 #include "cgi/request.h"
 
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string type;
   std::getline(std::getline(input, query), type);
   const std::string body(std::istreambuf_iterator<char>(input), {});
-  // By hand, as setenv keeps every value that it has ever seen.
+  // Not by setenv, since it never frees an old value.
   std::string variables[] = {"REQUEST_METHOD=POST", "QUERY_STRING=" + query, "CONTENT_TYPE=" + type,
                              "CONTENT_LENGTH=" + std::to_string(body.size())};
   char* pointers[] = {variables[0].data(), variables[1].data(), variables[2].data(),
@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       if (field && jsonEscape(*field).size() > 2 * field->size()) std::abort();
     }
   } catch (const std::exception&) {
-    // What the program answers with 500.
+    // The program answers 500.
   }
   environ = nullptr;
   return 0;

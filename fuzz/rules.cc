@@ -1,5 +1,5 @@
-// The rules, on a daemon with any values. The input has a line with the written value, one to
-// choose its name, one for the greeting, then one for each read.
+// The rules, with any stored values. The input has a line with the written value, one to choose its
+// name, one for the greeting, then one for each read.
 
 #include <arpa/inet.h>
 

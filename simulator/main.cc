@@ -7,7 +7,7 @@
 #include "simulator/parameter_tree.h"
 #include "simulator/server.h"
 
-/// Throws what `ParameterTree` and `serve` throw.
+/// Throws like `ParameterTree` and `serve`.
 static int run(int argc, char** argv) {
   CLI::App app{"Plays the appliance's configuration daemon, for work without the appliance."};
   std::string treeFile;

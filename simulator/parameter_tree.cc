@@ -96,8 +96,8 @@ ParameterTree::ParameterTree(const std::string& fileName)
   }
 }
 
-/// Takes the parameter at `position` and moves that after its line. Returns nothing, or what is
-/// wrong.
+/// Reads the parameter at `position` and moves `position` behind its line. Returns the fault, or
+/// nothing.
 std::string_view ParameterTree::readParameter(const std::string& text, std::size_t& position) {
   WordSplitter line('\n');
   while (position < text.size() && !line.add(text[position])) ++position;

@@ -25,7 +25,7 @@ static std::optional<struct stat> statusOf(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
 }
 
-/// Makes way for a socket at `path`, or throws.
+/// Removes an abandoned socket at `path`. Throws if anything else is there.
 static void removeStaleSocket(asio::io_context& context, const std::string& path) {
   const std::optional<struct stat> status = statusOf(path);
   if (!status) return;
@@ -70,7 +70,7 @@ class Listener {
   }
 
  private:
-  /// Out of descriptors, most likely: trying again at once would only burn time.
+  /// The process is probably out of descriptors: to try again at once would fail too.
   void acceptLater() {
     pause.expires_after(std::chrono::milliseconds(100));
     pause.async_wait([this](const std::error_code&) { accept(); });

@@ -10,11 +10,11 @@
 #include "simulator/parameter_tree.h"
 #include "simulator/words.h"
 
-/// The dialogue with one client: the greeting, then one reply a request, each with the prompt.
+/// The dialogue with one client: the greeting, then a reply to each request.
 ///
-/// Reads no request before the reply to the last one has gone out, so a client that never reads
-/// costs one reply. Its handlers keep it alive until the client leaves or sends a request of more
-/// than a mebibyte.
+/// Reads no request before the reply to the last one has gone out: a client that never reads holds
+/// the memory of one reply. Its handlers keep it alive until the client leaves or sends a request
+/// of more than a mebibyte.
 class Session : public std::enable_shared_from_this<Session> {
  public:
   /// With `clientNumber` 0 the dialogue is not written to standard error.

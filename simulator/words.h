@@ -7,9 +7,9 @@
 
 /// Splits one line into words, a byte at a time.
 ///
-/// Blanks separate words. A word with a leading double quote runs to the next one and is taken
-/// without the two: it may be empty and hold anything else, line ends included. Elsewhere a double
-/// quote is an ordinary character.
+/// Blanks separate words. A word with a leading double quote ends at the next one; both quotes are
+/// dropped. It may be empty, and hold any other character, also line ends. Elsewhere a double quote
+/// is an ordinary character.
 class WordSplitter {
  public:
   /// A line ends at `lineEnd` outside quotes. Every other white space is a blank.
@@ -41,6 +41,6 @@ class WordSplitter {
   std::vector<std::string> found;
 };
 
-/// A spelling of `word` as a single word for every `WordSplitter`. Every word from a `WordSplitter`
-/// has one.
+/// `word`, in quotes if it needs them to be one word for a `WordSplitter`. It must come from a
+/// `WordSplitter`: a word with blanks and a quote cannot be written.
 std::string quoteIfNeeded(const std::string& word);
