@@ -3,6 +3,9 @@
 # program, under the limits below for one request. A missing line sets no limit. A comment takes a
 # whole line.
 
+# Users who may write; a line for each. Without one, everybody with a password may.
+# writer = admin
+
 # Bytes of a request's body. All parameters of an encoder in one read take half of it.
 body_limit = 16384
 
