@@ -27,6 +27,24 @@ refuse_arguments() {
   exit 2
 }
 
+# read_options OPTIONS ARGUMENT...: sets the variable of each given option to its value, or to "yes".
+# OPTIONS are for getopt: picture:,once
+read_options() {
+  local options=$1 parsed
+  parsed=$(getopt -n "${0##*/}" -o '' -l "$options" -- "${@:2}") || refuse_arguments
+  eval "set -- $parsed"
+  while [[ $1 != -- ]]; do
+    if [[ ,$options, == *",${1#--}:,"* ]]; then
+      printf -v "${1#--}" %s "$2"
+      shift
+    else
+      printf -v "${1#--}" yes
+    fi
+    shift
+  done
+  (($# == 1)) || refuse_arguments
+}
+
 # configure FOLDER ARGUMENT...: prepares a build there. CMake refuses the settings of a moved checkout,
 # so they go first.
 configure() {
