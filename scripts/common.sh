@@ -48,13 +48,9 @@ read_options() {
 # configure FOLDER ARGUMENT...: prepares a build there. CMake refuses the settings of a moved checkout,
 # so they go first.
 configure() {
-  local folder=$1
-  shift
-  if [[ -e $folder/CMakeCache.txt ]] &&
-      ! grep -qFx "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$folder/CMakeCache.txt"; then
-    find "$folder" \( -name CMakeCache.txt -o -name CMakeFiles \) -prune -exec rm -r {} +
-  fi
-  cmake -B "$folder" "$@" >/dev/null
+  local fresh=
+  grep -qsFx "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$1/CMakeCache.txt" || fresh=--fresh
+  cmake $fresh -B "$@" >/dev/null
 }
 
 # build FOLDER [ARGUMENT...]: builds there.

@@ -296,6 +296,7 @@ class LighttpdTest(WebTest, Test):
         with pem.open('a') as file:
             file.write(pathlib.Path(f'{pem}.crt').read_text())
         self.start_daemon(tree={f'{NET}/ip_addr': '10.1.2.3'})
+        (self.appliance.pages / 'index.html').touch()
         self.addCleanup(stop, self.appliance.serve('lighttpd with TLS'))
         for password, status in (('secret', 0), ('wrong', 1)):
             environment = {**os.environ, 'PASSWORD': password, 'CURL_CA_BUNDLE': f'{pem}.crt'}
