@@ -4,8 +4,9 @@
 #
 ################################################################################
 
-TZR4417_VERSION = 1.0-$(patsubst -%,%,$(BR2_EXTERNAL_TZR4417_VERSION))
 TZR4417_SITE = $(BR2_EXTERNAL_TZR4417_PATH)/../..
+TZR4417_RELEASE := $(firstword $(shell sed -n 's/^Version //p' $(TZR4417_SITE)/CHANGES.md))
+TZR4417_VERSION = $(TZR4417_RELEASE)-$(patsubst -%,%,$(BR2_EXTERNAL_TZR4417_VERSION))
 TZR4417_SITE_METHOD = local
 TZR4417_OVERRIDE_SRCDIR_RSYNC_EXCLUSIONS = --exclude='/build*/'
 TZR4417_LICENSE = PROPRIETARY
