@@ -47,6 +47,8 @@ static void openStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     // The lowest free number is `stream`, as all below it are open.
     if (fcntl(stream, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) {
+      // The answer would go to the log, whose connection now takes the number.
+      if (stream == STDOUT_FILENO) std::cout.setstate(std::ios::failbit);
       throw std::runtime_error(std::string("Cannot open /dev/null: ") + std::strerror(errno));
     }
   }
