@@ -31,19 +31,49 @@ static const std::string post = "REQUEST_METHOD=POST";
 static const std::string form = "CONTENT_TYPE=application/x-www-form-urlencoded";
 static const std::string header = "HTTP_X_REQUESTED_WITH=";
 static const std::string readA = query("read=/a");
-static const std::string writeX = query("write=/x&value=1");
+static const Strings writeX{query("write=/x&value=1"), header + "x"};
+static const std::string writer = "14 parent Write by nobody from nowhere";
 static const std::string setting = "14 parent Setting parameter /x to 1";
 static const std::string saved = "14 child Applied and saved the parameter settings";
-static const Response usual = answered(json + "{ \"\\/a\": \"1\" }\n");
+static const std::string stored = json + R"({ "write": "\/x", "value": "1", "reply": "" })" + "\n";
+static const Response usual = replied(json + "{ \"\\/a\": \"1\" }\n");
+static const Strings withoutChild = strace("clone,fork,clone3:error=EAGAIN");
+/// Commands to run the program under. It holds the full pipe's other end itself.
+static const Strings withFullPipe = {
+    "bash", "--norc", "-c",
+    "rm -f /tmp/pipe; mkfifo /tmp/pipe; exec 3<>/tmp/pipe; "
+    "dd if=/dev/zero of=/tmp/pipe oflag=nonblock 2>/dev/null; exec \"$0\" \"$@\" >&3"};
 
-static Response runScript(
-    const std::string& settings, const Strings& environment, const std::string& body = "",
-    const Strings& before = {}, const std::function<void()>& whenAnswered = [] {}) {
+static Response forbidden(const std::string& reason, const std::string& log) {
+  return {"HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\n" + reason + "\n",
+          0,
+          noProcess,
+          {"12 parent Refused a " + log}};
+}
+
+static Response runAs(const Strings& program, Request request) {
   std::filesystem::create_directory("/tmp/limits");
   std::error_code exists;
   std::filesystem::create_symlink(TEST_PROGRAM, interpreter, exists);
+  request.program = program;
+  return runProgram(request);
+}
+
+static Response runScript(const std::string& settings, const Request& request) {
   std::ofstream(script) << "#!" << interpreter << "\n" << settings;
-  return runProgram(environment, body, before, whenAnswered, {interpreter, script});
+  return runAs({interpreter, script}, request);
+}
+
+/// Sends a program the signal of its time limit, once it waits in a function of the kernel with
+/// `part` in its name. Ends it if it never does.
+static void interrupt(pid_t process, const char* part) {
+  const auto end = Clock::now() + 60s;
+  std::string function;
+  while (function.find(part) == std::string::npos && Clock::now() < end) {
+    usleep(1000);
+    std::ifstream("/proc/" + std::to_string(process) + "/wchan") >> function;
+  }
+  kill(process, function.find(part) != std::string::npos ? SIGALRM : SIGKILL);
 }
 
 TEST(Limits, HoldForTheProgram) {
@@ -52,16 +82,17 @@ TEST(Limits, HoldForTheProgram) {
     std::ifstream file("/proc/" + std::to_string(daemon.client()) + "/limits");
     std::string word;
     while (file >> word) limits += word + ' ';
+    for (const int ignored : {SIGTERM, SIGHUP}) kill(daemon.client(), ignored);
     return "1\r\n/> ";
   });
   const std::string memory = hasMemoryLimit ? "memory_limit = 2000000\n" : "";
   EXPECT_EQ(runScript("\n\t # an indented comment\n" + memory +
-                          "cpu_limit=7\n process_limit\t= 9999 \r\nbody_limit = 7\n"
+                          "cpu_limit=700\n process_limit\t= 9999 \r\nbody_limit = 7\n"
                           "time_limit = 2000000\nchild_limit = 2000000",
-                      {post, form, "CONTENT_LENGTH=7", "CGICC_MAX_CONTENTLENGTH=1", header + "x"},
-                      "read=/a"),
+                      {{post, form, "CONTENT_LENGTH=7", "CGICC_MAX_CONTENTLENGTH=1", header + "x"},
+                       "read=/a"}),
             usual);
-  EXPECT_NE(limits.find(" cpu time 7 7 "), std::string::npos) << limits;
+  EXPECT_NE(limits.find(" cpu time 700 700 "), std::string::npos) << limits;
   EXPECT_NE(limits.find(" processes 9999 9999 "), std::string::npos) << limits;
   if (!memory.empty()) {
     EXPECT_NE(limits.find(" space 2048000000 2048000000 "), std::string::npos) << limits;
@@ -77,38 +108,34 @@ TEST(Limits, AreRefusedByTheNumberOfTheLine) {
                               "time_limit = 2000001",
                               "cpu_limit = -1",
                               "cpu_limit = ",
+                              "writer = ",
                               "= 6"};
-  FakeDaemon daemon(answersFrom({}));
+  Request request{{readA}};
+  request.before = withoutInput;  // an error before the script's is none of its lines
   for (const std::string row : rows) {
-    EXPECT_EQ(runScript("# before it\n\n" + row, {readA}), failed("Cannot set line 4")) << row;
+    EXPECT_EQ(runScript("# before it\n\n" + row, request), failed("Cannot set line 4")) << row;
   }
   if (hasMemoryLimit) {
-    EXPECT_EQ(runScript("memory_limit = 1", {readA}),
+    EXPECT_EQ(runScript("memory_limit = 1", request),
               failed("Cannot set line 2: Cannot allocate memory"));
   }
+  EXPECT_EQ(runAs({interpreter}, request), failed("Cannot read : No such file or directory"));
+  EXPECT_EQ(runAs({interpreter, "/tmp"}, request), failed("Cannot read /tmp: Is a directory"));
   prctl(PR_CAPBSET_DROP, CAP_SYS_RESOURCE);  // root may raise a limit otherwise
-  EXPECT_EQ(runScript("cpu_limit = 6", {readA}, "", {"prlimit", "--cpu=5"}),
+  request.before = {"prlimit", "--cpu=5"};
+  EXPECT_EQ(runScript("cpu_limit = 6", request),
             failed("Cannot set line 2: Operation not permitted"));
-  EXPECT_EQ(runProgram({readA}, "", {}, [] {}, {interpreter}),
-            failed("Cannot read : No such file or directory"));
-  EXPECT_EQ(runProgram({readA}, "", {}, [] {}, {interpreter, "/tmp"}),
-            failed("Cannot read /tmp: Is a directory"));
-  EXPECT_EQ(daemon.requests(), Strings{});
 }
 
 TEST(Limits, BindOnlyTheInterpreter) {
-  runScript("a script with an error", {readA});
+  runScript("a script with an error", {{readA}});
   FakeDaemon daemon(answersFrom({{"/a", "1"}}));
-  EXPECT_EQ(runProgram({readA}, "", {}, [] {}, {TEST_PROGRAM, script}), usual);
+  EXPECT_EQ(runAs({TEST_PROGRAM, script}, {{readA}}), usual);
 }
 
 TEST(Limits, LetNoForgedRequestThrough) {
   const auto refused = [](const std::string& method) {
-    return Response{
-        "HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\nNo X-Requested-With header\n",
-        0,
-        -1,
-        {"12 parent Refused a " + method + " request without X-Requested-With"}};
+    return forbidden("No X-Requested-With header", method + " request without X-Requested-With");
   };
   const std::string length = "CONTENT_LENGTH=16";
   const std::string write = "write=/a&value=2";
@@ -126,86 +153,170 @@ TEST(Limits, LetNoForgedRequestThrough) {
   };
   for (const auto& [environment, response, settings] : rows) {
     FakeDaemon daemon(answersFrom({{"/a", "1"}}));
-    EXPECT_EQ(runScript(settings, environment, write), response)
+    EXPECT_EQ(runScript(settings, {environment, write}), response)
         << testing::PrintToString(environment);
   }
 }
 
 TEST(Limits, InterruptAProgramThatWaits) {
-  const std::string reply = json + R"({ "write": "\/x", "value": "1", "reply": "" })" + "\n";
-  const Response failedWrite{serverError + "\n", 0, 0, {setting, saved}};
-  const Strings withoutChild = strace("clone,fork,clone3:error=EAGAIN");
   const struct {
-    std::string silentAt, request;
+    const char* what;
+    std::string silentAt;
+    Strings request, before;
     Response response;
-    Strings before;
   } rows[] = {
-      {"ls /b",
-       query("read=/a,/b,/c"),
-       answered(json + R"({ "\/a": "1", "invalid": [ "/b", "/c" ] })" + "\n"),
-       {}},
-      {"", writeX, answered(serverError), {}},
-      {"ls " + paths("mux2:mode")[0], writeX, failedWrite, {}},
-      {"put /x 1", writeX, failedWrite, {}},
-      {"apply", writeX, {reply, 0, 128 + SIGALRM, {setting}}, {}},
-      {"apply", writeX, {reply, 128 + SIGALRM, -1, {}}, withoutChild},
+      {"a read",
+       "ls /b",
+       {query("read=/a,/b,/c")},
+       {},
+       replied(json + R"({ "\/a": "1", "invalid": [ "/b", "/c" ] })" + "\n")},
+      {"a write that connects", "", writeX, {}, replied(serverError)},
+      {"the reads of a write",
+       "ls " + paths("mux2:mode")[0],
+       writeX,
+       {},
+       {serverError + "\n", 0, 0, {writer, setting, saved}}},
+      {"a put", "put /x 1", writeX, {}, {serverError + "\n", 0, 0, {writer, setting, saved}}},
+      {"an apply without a child",
+       "apply",
+       writeX,
+       withoutChild,
+       {stored, 128 + SIGALRM, noProcess, {}}},
   };
-  Tree stored = applianceTree();
-  stored["/a"] = "1";
-  for (const auto& [silentAt, request, response, before] : rows) {
+  Tree values = applianceTree();
+  values["/a"] = "1";
+  for (const auto& [what, silentAt, request, before, response] : rows) {
     if (!before.empty() && isEmulated) continue;
     std::promise<void> ended;
     FakeDaemon daemon([&, &place = silentAt](const std::string& line) {
-      if (line == place) ended.get_future().wait();
-      return answersFrom(stored)(line);
+      if (line == place) {
+        interrupt(daemon.client(), "unix_stream");
+        ended.get_future().wait();
+      }
+      return answersFrom(values)(line);
     });
-    const auto begin = Clock::now();
-    Response actual =
-        runScript("time_limit = 2\nchild_limit = 3", {request, header + "x"}, "", before);
-    EXPECT_GE(Clock::now() - begin, response.childExitStatus > 0 ? 3s : 2s) << silentAt;
+    Response actual = runScript("time_limit = 600", {request, "", before});
     ended.set_value();
     if (!before.empty()) actual.log.clear();  // nobody's child
-    EXPECT_EQ(actual, response) << silentAt;
+    EXPECT_EQ(actual, response) << what;
   }
 }
 
 TEST(Limits, EndAProgramThatNothingInterrupts) {
+  Strings waitsTwice = withFullPipe;
+  waitsTwice.insert(waitsTwice.end(), {"env", "--block-signal", "--ignore-signal"});
   const struct {
     const char* settings;
+    bool isDaemonSilent;
+    Strings before;
     int signal;
     std::chrono::seconds least;
-  } rows[] = {{"time_limit = 1", SIGALRM, 6s}, {"cpu_limit = 1", SIGKILL, 1s}};
-  for (const auto& [settings, signal, least] : rows) {
-    FakeDaemon daemon([](const std::string&) { return ""; });  // the program reads for ever
+  } rows[] = {{"cpu_limit = 1", false, {}, SIGKILL, 1s},  // it reads from a closed connection
+              {"time_limit = 1", true, waitsTwice, SIGALRM, 6s}};
+  for (const auto& [settings, isDaemonSilent, before, signal, least] : rows) {
+    std::promise<void> ended;
+    FakeDaemon daemon([&, isSilent = isDaemonSilent](const std::string&) {
+      if (isSilent) ended.get_future().wait();
+      return "";
+    });
     const auto begin = Clock::now();
-    EXPECT_EQ(runScript(settings, {readA}, "", {"env", "--block-signal", "--ignore-signal"}),
-              (Response{"", 128 + signal, -1, {}}));
+    EXPECT_EQ(runScript(settings, {{readA}, "", before}),
+              (Response{"", 128 + signal, noProcess, {}}));
     EXPECT_GE(Clock::now() - begin, least) << settings;
+    ended.set_value();
   }
+}
+
+TEST(Limits, EndAChildThatWaits) {
+  std::promise<void> ended;
+  FakeDaemon daemon([&](const std::string& line) {
+    if (line == "apply") ended.get_future().wait();
+    return answersFrom(applianceTree())(line);
+  });
+  const auto begin = Clock::now();
+  EXPECT_EQ(runScript("child_limit = 1", {writeX}),
+            (Response{stored, 0, 128 + SIGALRM, {writer, setting}}));
+  EXPECT_GE(Clock::now() - begin, 1s);
+  ended.set_value();
 }
 
 TEST(Limits, LetWritesTakeTurns) {
   runScript("", {});
   const int turn = open(script, O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(flock(turn, LOCK_EX), 0);
+  EXPECT_EQ(flock(turn, LOCK_SH), 0);
   {
     FakeDaemon daemon(answersFrom({{"/a", "1"}}));
-    const auto begin = Clock::now();
-    EXPECT_EQ(runScript("time_limit = 1", {writeX, header + "x"}), answered(serverError));
-    EXPECT_GE(Clock::now() - begin, 1s);
-    EXPECT_EQ(runScript("time_limit = 9", {readA}), usual);
+    Request write{writeX};
+    EXPECT_EQ(runScript("time_limit = 9\nwriter = x", write),
+              forbidden("This user may not write", "write by nobody from nowhere"));
+    write.whenStarted = [](pid_t process) { interrupt(process, "lock_inode_wait"); };
+    EXPECT_EQ(runScript("time_limit = 600", write), replied(serverError));
+    EXPECT_EQ(runScript("", {{readA}}), usual);
     EXPECT_EQ(daemon.requests(), Strings{"ls /a"});
   }
   flock(turn, LOCK_UN);
-  std::promise<void> answered;
-  FakeDaemon daemon([&](const std::string& line) {
-    if (line == "apply") answered.get_future().wait();
-    const bool isOver = line == "apply" || line == "save";
-    EXPECT_EQ(flock(turn, LOCK_EX | LOCK_NB), isOver ? 0 : -1) << line;
-    return answersFrom(applianceTree())(line);
-  });
-  const Response response =
-      runScript("", {writeX, header + "x"}, "", {}, [&] { answered.set_value(); });
-  EXPECT_EQ(response.log, (Strings{setting, saved}));
+  const struct {
+    const char* what;
+    Strings before;
+    const char* interruptedIn;
+  } rows[] = {{"with a child", {}, nullptr},
+              {"with a reply that nobody takes", withFullPipe, "pipe_write"},
+              {"without a child", withoutChild, nullptr}};
+  for (const auto& [what, before, interruptedIn] : rows) {
+    const bool hasChild = before != withoutChild;
+    if (!hasChild && isEmulated) continue;
+    SCOPED_TRACE(what);
+    std::promise<void> isAnswered;
+    FakeDaemon daemon([&](const std::string& line) {
+      const bool isLeft = hasChild && (line == "apply" || line == "save");
+      if (hasChild && line == "apply") isAnswered.get_future().wait();
+      EXPECT_EQ(flock(turn, LOCK_EX | LOCK_NB), isLeft ? 0 : -1) << line;
+      flock(turn, LOCK_UN);
+      return answersFrom(applianceTree())(line);
+    });
+    Request request{writeX, "", before};
+    request.whenStarted = [&, part = interruptedIn](pid_t process) {
+      if (part != nullptr) interrupt(process, part);
+    };
+    request.whenAnswered = [&] { isAnswered.set_value(); };
+    const Response response = runScript("time_limit = 600\nchild_limit = 300", request);
+    EXPECT_EQ(response.childExitStatus, hasChild ? 0 : noProcess);
+    EXPECT_EQ(daemon.requests().back(), "save");
+  }
+  EXPECT_EQ(countInTrace("alarm(300"), 0U);  // without a child, nor its limit
   close(turn);
+}
+
+TEST(Limits, LetOnlyWritersWrite) {
+  const std::string longName = "a\tb" + std::string(99, 'x');
+  const struct {
+    const char* settings;
+    std::string user;
+    bool mayWrite;
+    std::string logged;
+  } rows[] = {
+      {"", "ann", true, "ann"},
+      {"", longName, true, "a?b" + std::string(61, 'x')},
+      {"writer = ann", "ann", true, "ann"},
+      {"writer = ann", "anne", false, "anne"},
+      {"writer = ann", "an", false, "an"},
+      {"writer = ann", "Ann", false, "Ann"},
+      {"writer = ann", "", false, "nobody"},
+      {"writer = ann\nwriter= bob lee \r\n", "bob lee", true, "bob lee"},
+      {"writer = ann\nwriter= bob lee \r\n", "ann", true, "ann"},
+  };
+  for (const auto& [settings, user, mayWrite, logged] : rows) {
+    FakeDaemon daemon(answersFrom(applianceTree()));
+    Request request{writeX};
+    request.environment.insert(request.environment.end(),
+                               {"REMOTE_USER=" + user, "REMOTE_ADDR=10.0.0.9"});
+    const std::string write = "rite by " + logged + " from 10.0.0.9";
+    EXPECT_EQ(runScript(settings, request),
+              mayWrite ? (Response{stored, 0, 0, {"14 parent W" + write, setting, saved}})
+                       : forbidden("This user may not write", "w" + write))
+        << settings << user;
+  }
+  FakeDaemon daemon(answersFrom({{"/a", "1"}}));
+  EXPECT_EQ(runScript("writer = ann", {{post, form, "CONTENT_LENGTH=7", header + "x"}, "read=/a"}),
+            usual);
 }

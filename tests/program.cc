@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <tuple>
 
 static auto members(const Response& response) {
@@ -56,24 +57,25 @@ static pid_t start(Strings command, int input, int output) {
 static int await(pid_t& process) {
   int status = 0;
   process = waitpid(process, &status, 0);
-  if (process < 0) return -1;
+  if (process < 0) return noProcess;
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-Response runProgram(const Strings& environment, const std::string& body, const Strings& before,
-                    const std::function<void()>& whenAnswered, const Strings& program) {
+Response runProgram(const Request& request) {
   const int log = bindLog();
   int in[2];
   int out[2];
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, in) + pipe2(out, O_CLOEXEC), 0);
-  EXPECT_EQ(write(in[1], body.data(), body.size()), static_cast<ssize_t>(body.size()));
+  EXPECT_EQ(write(in[1], request.body.data(), request.body.size()),
+            static_cast<ssize_t>(request.body.size()));
   shutdown(in[1], SHUT_WR);
   Strings command{"env", "-i"};
-  command.insert(command.end(), environment.begin(), environment.end());
-  command.insert(command.end(), before.begin(), before.end());
-  if (*TEST_EMULATOR != '\0') command.emplace_back(TEST_EMULATOR);
-  command.insert(command.end(), program.begin(), program.end());
+  const Strings emulator(*TEST_EMULATOR != '\0' ? 1 : 0, TEST_EMULATOR);
+  for (const Strings& words : {request.environment, request.before, emulator, request.program}) {
+    command.insert(command.end(), words.begin(), words.end());
+  }
   pid_t parent = start(std::move(command), in[0], out[1]);
+  request.whenStarted(parent);
 
   std::string output;
   Strings messages;
@@ -98,7 +100,7 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   close(in[1]);
   // A web server may do so with its answer in hand. The child has its own session by then.
   if (!output.empty()) kill(-parent, SIGKILL);
-  whenAnswered();
+  request.whenAnswered();
   pid_t child = -1;
   const int childExitStatus = await(child);  // ours, as scripts/isolate makes us process 1
   readLog();
@@ -115,6 +117,17 @@ Response runProgram(const Strings& environment, const std::string& body, const S
   return {output, exitStatus, childExitStatus, messages};
 }
 
+static const char* const traceFile = "/tmp/trace";
+
 Strings strace(const std::string& fault) {
   return {"strace", "-qqfo", traceFile, "-EASAN_OPTIONS=detect_leaks=0", "-einject=" + fault};
+}
+
+std::size_t countInTrace(const std::string& text) {
+  std::ifstream trace(traceFile);
+  std::size_t count = 0;
+  for (std::string line; std::getline(trace, line);) {
+    if (line.find(text) != std::string::npos) ++count;
+  }
+  return count;
 }

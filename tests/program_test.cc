@@ -29,21 +29,23 @@ TEST(Program, AnswersReads) {
   };
   for (const auto& [fields, body, requests] : rows) {
     FakeDaemon daemon(answersFrom(stored));
-    EXPECT_EQ(runProgram({query(fields)}), answered(json + body + (*body == '\0' ? "" : "\n")))
+    EXPECT_EQ(runProgram({{query(fields)}}), replied(json + body + (*body == '\0' ? "" : "\n")))
         << fields;
     EXPECT_EQ(daemon.requests(), requests) << fields;
   }
   FakeDaemon daemon([](const std::string& line) { return line == "ls /b" ? "" : "1/> "; });
-  EXPECT_EQ(runProgram({query("read=/a,/b,/c")}),
-            answered(json + R"({ "\/a": "1", "invalid": [ "/b", "/c" ] })" + "\n"));
+  EXPECT_EQ(runProgram({{query("read=/a,/b,/c")}}),
+            replied(json + R"({ "\/a": "1", "invalid": [ "/b", "/c" ] })" + "\n"));
 }
 
 TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
-  const Response usual = answered(json + "{ \"\\/a\": \"1\" }\n");
-  const Response none = answered("");
-  const Response tooLong{"", 1, -1, {}};
-  const Response empty{
-      "HTTP/1.1 400 Bad Request\n\n", 0, -1, {"11 parent No parameter names in read request"}};
+  const Response usual = replied(json + "{ \"\\/a\": \"1\" }\n");
+  const Response none = replied("");
+  const Response tooLong{"", 1, noProcess, {}};
+  const Response empty{"HTTP/1.1 400 Bad Request\n\n",
+                       0,
+                       noProcess,
+                       {"11 parent No parameter names in read request"}};
   const std::string post = "REQUEST_METHOD=POST";
   const std::string readA = query("read=/a");
   const std::string form = "CONTENT_TYPE=application/x-www-form-urlencoded";
@@ -73,13 +75,13 @@ TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
   };
   for (const auto& [environment, body, response] : rows) {
     FakeDaemon daemon(answersFrom({{"/a", "1"}}));
-    EXPECT_EQ(runProgram(environment, body), response) << testing::PrintToString(environment);
+    EXPECT_EQ(runProgram({environment, body}), response) << testing::PrintToString(environment);
   }
 }
 
 TEST(Program, RefusesEveryRequestWithoutADaemon) {
   unlink(socketPath);
   for (const char* fields : {"read=/a", "read=", "write=/a&value=1", "write=/a%0A&value=1"}) {
-    EXPECT_EQ(runProgram({query(fields)}), answered(serverError)) << fields;
+    EXPECT_EQ(runProgram({{query(fields)}}), replied(serverError)) << fields;
   }
 }
