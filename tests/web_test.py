@@ -4,88 +4,37 @@ deploy/appliance; and how the simulator starts and ends. For scripts/isolate: it
 usage: web_test.py PROGRAM SIMULATOR TREE [OPTION-OF-UNITTEST...]"""
 
 import contextlib
-import ipaddress
 import os
 import pathlib
 import re
 import shutil
 import signal
-import socket
-import socketserver
-import struct
 import subprocess
 import sys
 import tempfile
-import threading
-import time
 import unittest
 
+from daemon import Daemon
 from deployed import PORT, SOCKET, Appliance, start, stop, wait_for
 
 PROGRAM, SIMULATOR, SAMPLE = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
 SANITIZED = b'__asan_init' in PROGRAM.read_bytes()
 CHECK = pathlib.Path(__file__).resolve().parent.parent / 'scripts/check-deployment'
 URL = f'http://127.0.0.1:{PORT}/cgi-bin/tzr4417.cgi'
-PAGE = ('-H', 'X-Requested-With: test')
+HEADER = ('-H', 'X-Requested-With: test')
 NET, OVERLAY = '/configuration/network', '/configuration/encoders/venc2/text_overlay/text'
-PAIRS = 10  # of writes at the same moment
-BIG = 'x' * 100000
 READ = (f'{URL}?read=/a',)
-WRITE = (f'{URL}?write=/a&value=b', *PAGE)
-
-
-def programs():
-    """The living processes of the program."""
-    found = []
-    for file in pathlib.Path('/proc').glob('[0-9]*/stat'):
-        with contextlib.suppress(OSError):  # has ended meanwhile
-            if re.search(r'\(tzr4417\.cgi\) [^Z]', file.read_text()):
-                found.append(int(file.parent.name))
-    return found
+WRITE = (f'{URL}?write=/a&value=b', *HEADER)
 
 
 def is_gone():
-    """Looks twice: a program may have begun another just before its end."""
-    return not programs() and not programs()
-
-
-class Daemon(socketserver.ThreadingUnixStreamServer):
-    """Answers "ls" from its tree and "put" into it, each reply after `delay` seconds. At a
-    request that begins with `silent_at` (all do with '', also the greeting) it waits for `resumed`."""
-
-    daemon_threads, request_queue_size = True, 100
-
-    def __init__(self, tree=(), delay=0, silent_at=None):
-        SOCKET.unlink(missing_ok=True)
-        super().__init__(str(SOCKET), None)
-        self.tree, self.delay, self.silent_at = dict(tree), delay, silent_at
-        self.asked, self.resumed, self.requests = threading.Event(), threading.Event(), []
-        threading.Thread(target=self.serve_forever, args=(0.02,), daemon=True).start()
-
-    def finish_request(self, request, client_address):
-        with contextlib.suppress(OSError), request.makefile('rw', newline='\r') as lines:
-            self.answer(lines, '')
-            while line := lines.readline().removesuffix('\r'):
-                self.requests.append(line)
-                self.answer(lines, line)
-
-    def answer(self, lines, line):
-        time.sleep(self.delay)
-        command, name, value = (line.split(' ', 2) + ['', ''])[:3]
-        if self.silent_at is not None and line.startswith(self.silent_at):
-            self.asked.set()
-            self.resumed.wait()
-        if command == 'put':
-            self.tree[name] = value
-        if command == 'ls':
-            lines.write(self.tree.get(name, 'No such file or directory') + '\r\n')
-        lines.write('/> ')
-        lines.flush()
-
-    def stop(self):
-        self.resumed.set()
-        self.shutdown()
-        self.server_close()
+    """Whether no program lives. Looks twice: one may have begun another just before its end."""
+    for _ in range(2):
+        for stat in pathlib.Path('/proc').glob('[0-9]*/stat'):
+            with contextlib.suppress(OSError):  # has ended meanwhile
+                if re.search(r'\(tzr4417\.cgi\) [^Z]', stat.read_text()):
+                    return False
+    return True
 
 
 class Test(unittest.TestCase):
@@ -95,16 +44,12 @@ class Test(unittest.TestCase):
         self.tree = folder / 'tree'
         shutil.copy(SAMPLE, self.tree)
         self.appliance = Appliance(folder, PROGRAM)
-        self.limit()
+        # Out of reach on any machine.
+        self.appliance.set_limits(time_limit=600, cpu_limit=600, process_limit=9999,
+                                  memory_limit=0 if SANITIZED else 32768)
 
-    def limit(self, **limits):
-        """Sets the given limits, and the others out of reach."""
-        self.appliance.set_limits(**{
-            'time_limit': 600, 'cpu_limit': 600, 'process_limit': 9999,
-            'memory_limit': 0 if SANITIZED else 32768, **limits})
-
-    def start_daemon(self, **behaviour):
-        daemon = Daemon(**behaviour)
+    def start_daemon(self, *behaviour):
+        daemon = Daemon(*behaviour)
         self.addCleanup(daemon.stop)
         return daemon
 
@@ -149,9 +94,6 @@ class WebTest:
 
     def setUp(self):
         super().setUp()
-        self.start_server()
-
-    def start_server(self):
         # As an init system might start it, and with a limit of its own for bodies.
         odd = ('env', '--block-signal=ALRM', '--ignore-signal=ALRM', 'CGICC_MAX_CONTENTLENGTH=1',
                'sh', '-c', 'exec "$0" "$@" 2>&-')
@@ -176,19 +118,9 @@ class WebTest:
 
     def check_write(self, name, value, *arguments):
         wanted = f'{{ "write": "{name}", "value": "{value}", "reply": "" }}\n'.replace('/', r'\/')
-        self.assertEqual(self.ask(*PAGE, *arguments), (200, wanted))
-
-    def check_silence(self, answer):
-        self.assertRegex(str(answer), self.silence)
-
-    @contextlib.contextmanager
-    def takes(self, seconds):
-        begin = time.monotonic()
-        yield
-        self.assertGreaterEqual(time.monotonic() - begin, seconds)
+        self.assertEqual(self.ask(*HEADER, *arguments), (200, wanted))
 
     def test_asks_for_a_password(self):
-        self.start_daemon()
         for user in (':', 'admin:wrong'):
             self.assertEqual(self.ask(*READ, '-u', user)[0], 401)
 
@@ -215,72 +147,17 @@ class WebTest:
                 self.assertEqual(self.ask(*arguments), (403, 'No X-Requested-With header\n'))
         long = self.appliance.folder / 'long'
         long.write_bytes(bytes(17000))
-        self.check_silence(self.ask(
-            *PAGE, URL, '-F', 'write=/a', '-F', 'value=b', '-F', f'x=@{long}'))
+        answer = self.ask(*HEADER, URL, '-F', 'write=/a', '-F', 'value=b', '-F', f'x=@{long}')
+        self.assertRegex(str(answer), self.silence)
         self.assertEqual(daemon.requests, [])
 
-    def test_time_limit_interrupts(self):
-        self.limit(time_limit=1)
-        begun = r'{ "\/a": "1", "invalid": [ "/b", "/c" ] }' + '\n'
-        for silent_at, request, answer in (
-                ('', READ, (500, '')), ('', WRITE, (500, '')), ('put', WRITE, (500, '\n')),
-                ('ls /b', (f'{URL}?read=/a,/b,/c',), (200, begun))):
-            with self.subTest((silent_at, *request)), self.takes(1):
-                daemon = self.start_daemon(tree={'/a': '1'}, silent_at=silent_at)
-                self.assertEqual(self.ask(*request), answer)
-                self.assertTrue(daemon.asked.is_set())
-                daemon.stop()
-
-    def test_ends_where_nobody_takes_the_reply(self):
-        self.limit(time_limit=1)
-        daemon = self.start_daemon(tree={'/big': BIG})
-        asks = self.begin(*PAGE, URL, '-d', 'read=' + ','.join(['/big'] * 200))
-        wait_for(lambda: daemon.requests)
-        wait_for(is_gone)
-        member = r'"\/big": "' + BIG + '"'
-        whole = '{ ' + ', '.join([member] * 200) + ' }\n'
-        self.assertTrue(whole.startswith(self.end(asks)[1]))
-
-    def test_writes_take_turns(self):
-        sample = re.findall('^(/[^ ]*) (.*)', SAMPLE.read_text(), re.MULTILINE)
-        daemon = self.start_daemon(tree=sample, delay=0.005)
-        for number in range(PAIRS):
-            address, mask = f'10.1.{number}.3', ('255.255.0.0', '255.255.255.0')[number % 2]
-            writes = [self.begin(*PAGE, f'{URL}?write={NET}/{name}&value={value}')
-                      for name, value in (('ip_addr', address), ('subnet_mask', mask))]
-            self.assertEqual([self.end(write)[0] for write in writes], [200, 200])
-            network = ipaddress.ip_interface(f'{address}/{mask}').network
-            self.assertEqual(daemon.tree[f'{NET}/broadcast_addr'], str(network.broadcast_address))
-
     def test_finishes_a_cancelled_write(self):
-        for cancel in (self.reset, self.stop_server):
-            with self.subTest(cancel.__name__):
-                daemon = self.start_daemon(silent_at='put')
-                cancel(daemon)
-                [process] = programs()
-                os.kill(process, signal.SIGHUP)
-                time.sleep(0.5)  # for what might end the program
-                daemon.resumed.set()
-                wait_for(is_gone)
-                self.assertEqual(daemon.requests[-1], 'save')
-                daemon.stop()
-
-    def reset(self, daemon):
-        asked = subprocess.run(['curl', '-sv', self.auth, '-u', 'admin:secret', *PAGE, URL, '-d', 'none'],
-                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True).stderr
-        authorization = re.search('Authorization: .*', asked)[0].strip()
-        with socket.create_connection(('127.0.0.1', PORT)) as connection:
-            connection.sendall('\r\n'.join((
-                'POST /cgi-bin/tzr4417.cgi HTTP/1.1', 'Host: a', 'X-Requested-With: a', authorization,
-                'Content-Type: application/x-www-form-urlencoded', 'Content-Length: 16', '',
-                'write=/a&value=b')).encode())
-            self.assertTrue(daemon.asked.wait(60))
-            connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack('ii', 1, 0))
-
-    def stop_server(self, daemon):
+        daemon = self.start_daemon('', 'put')
         self.begin(*WRITE)
-        self.assertTrue(daemon.asked.wait(60))
+        wait_for(lambda: daemon.requests[-1:] == ['put /a b'])
         stop(self.server)
+        daemon.released.set()
+        wait_for(lambda: daemon.requests[-1] == 'save')
 
 
 class LighttpdTest(WebTest, Test):
@@ -295,7 +172,7 @@ class LighttpdTest(WebTest, Test):
                        check=True, stderr=subprocess.DEVNULL)
         with pem.open('a') as file:
             file.write(pathlib.Path(f'{pem}.crt').read_text())
-        self.start_daemon(tree={f'{NET}/ip_addr': '10.1.2.3'})
+        self.start_daemon('10.1.2.3')
         (self.appliance.pages / 'index.html').touch()
         self.addCleanup(stop, self.appliance.serve('lighttpd with TLS'))
         for password, status in (('secret', 0), ('wrong', 1)):
