@@ -37,18 +37,19 @@ static const std::string setting = "14 parent Setting parameter /x to 1";
 static const std::string saved = "14 child Applied and saved the parameter settings";
 static const std::string stored = json + R"({ "write": "\/x", "value": "1", "reply": "" })" + "\n";
 static const Response usual = replied(json + "{ \"\\/a\": \"1\" }\n");
+
+// Commands to run the program under. It holds the other end of the full pipe itself.
 static const Strings withoutChild = strace("clone,fork,clone3:error=EAGAIN");
-/// Commands to run the program under. It holds the full pipe's other end itself.
-static const Strings withFullPipe = {
+static const Strings withFullPipe{
     "bash", "--norc", "-c",
     "rm -f /tmp/pipe; mkfifo /tmp/pipe; exec 3<>/tmp/pipe; "
     "dd if=/dev/zero of=/tmp/pipe oflag=nonblock 2>/dev/null; exec \"$0\" \"$@\" >&3"};
 
-static Response forbidden(const std::string& reason, const std::string& log) {
+static Response forbidden(const std::string& reason, const std::string& refused) {
   return {"HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\n" + reason + "\n",
           0,
           noProcess,
-          {"12 parent Refused a " + log}};
+          {"12 parent Refused a " + refused}};
 }
 
 static Response runAs(const Strings& program, Request request) {
@@ -64,16 +65,39 @@ static Response runScript(const std::string& settings, const Request& request) {
   return runAs({interpreter, script}, request);
 }
 
+static std::string firstWord(const std::string& file) {
+  std::string word;
+  std::ifstream(file) >> word;
+  return word;
+}
+
 /// Sends a program the signal of its time limit, once it waits in a function of the kernel with
-/// `part` in its name. Ends it if it never does.
+/// `part` in its name. Returns also if it ends.
 static void interrupt(pid_t process, const char* part) {
-  const auto end = Clock::now() + 60s;
-  std::string function;
-  while (function.find(part) == std::string::npos && Clock::now() < end) {
+  const std::string folder = "/proc/" + std::to_string(process);
+  while (firstWord(folder + "/wchan").find(part) == std::string::npos) {
+    if (firstWord(folder + "/cmdline").empty()) return;
     usleep(1000);
-    std::ifstream("/proc/" + std::to_string(process) + "/wchan") >> function;
   }
-  kill(process, function.find(part) != std::string::npos ? SIGALRM : SIGKILL);
+  kill(process, SIGALRM);
+}
+
+/// Runs the script while the daemon, which has a tree, never answers the request `silentAt`.
+static Response runInSilence(const std::string& silentAt, const std::string& settings,
+                             const Request& request, const char* interruptedIn = nullptr) {
+  Tree values = applianceTree();
+  values["/a"] = "1";
+  std::promise<void> ended;
+  FakeDaemon daemon([&](const std::string& line) {
+    if (line == silentAt) {
+      if (interruptedIn != nullptr) interrupt(daemon.client(), interruptedIn);
+      ended.get_future().wait();
+    }
+    return answersFrom(values)(line);
+  });
+  const Response response = runScript(settings, request);
+  ended.set_value();
+  return response;
 }
 
 TEST(Limits, HoldForTheProgram) {
@@ -100,19 +124,11 @@ TEST(Limits, HoldForTheProgram) {
 }
 
 TEST(Limits, AreRefusedByTheNumberOfTheLine) {
-  const char* const rows[] = {"cpu_limit 6",
-                              "cpu_limits = 6",
-                              "cpu_limit = 6O",
-                              "cpu_limit = 0",
-                              "cpu_limit = 6 # seconds",
-                              "time_limit = 2000001",
-                              "cpu_limit = -1",
-                              "cpu_limit = ",
-                              "writer = ",
-                              "= 6"};
   Request request{{readA}};
   request.before = withoutInput;  // an error before the script's is none of its lines
-  for (const std::string row : rows) {
+  for (const std::string row : {"cpu_limit 6", "cpu_limits = 6", "cpu_limit = 6O", "cpu_limit = 0",
+                                "cpu_limit = 6 # seconds", "time_limit = 2000001", "cpu_limit = -1",
+                                "cpu_limit = ", "writer = ", "= 6"}) {
     EXPECT_EQ(runScript("# before it\n\n" + row, request), failed("Cannot set line 4")) << row;
   }
   if (hasMemoryLimit) {
@@ -159,85 +175,41 @@ TEST(Limits, LetNoForgedRequestThrough) {
 }
 
 TEST(Limits, InterruptAProgramThatWaits) {
+  const Response partly = replied(json + R"({ "\/a": "1", "invalid": [ "/b", "/c" ] })" + "\n");
+  const Response notPut{serverError + "\n", 0, 0, {writer, setting, saved}};
+  const Response notApplied{stored, 128 + SIGALRM, noProcess, {}};
   const struct {
-    const char* what;
     std::string silentAt;
-    Strings request, before;
+    Strings environment, before;
     Response response;
   } rows[] = {
-      {"a read",
-       "ls /b",
-       {query("read=/a,/b,/c")},
-       {},
-       replied(json + R"({ "\/a": "1", "invalid": [ "/b", "/c" ] })" + "\n")},
-      {"a write that connects", "", writeX, {}, replied(serverError)},
-      {"the reads of a write",
-       "ls " + paths("mux2:mode")[0],
-       writeX,
-       {},
-       {serverError + "\n", 0, 0, {writer, setting, saved}}},
-      {"a put", "put /x 1", writeX, {}, {serverError + "\n", 0, 0, {writer, setting, saved}}},
-      {"an apply without a child",
-       "apply",
-       writeX,
-       withoutChild,
-       {stored, 128 + SIGALRM, noProcess, {}}},
+      {"ls /b", {query("read=/a,/b,/c")}, {}, partly},     {"", writeX, {}, replied(serverError)},
+      {"ls " + paths("mux2:mode")[0], writeX, {}, notPut}, {"put /x 1", writeX, {}, notPut},
+      {"apply", writeX, withoutChild, notApplied},
   };
-  Tree values = applianceTree();
-  values["/a"] = "1";
-  for (const auto& [what, silentAt, request, before, response] : rows) {
+  for (const auto& [silentAt, environment, before, response] : rows) {
     if (!before.empty() && isEmulated) continue;
-    std::promise<void> ended;
-    FakeDaemon daemon([&, &place = silentAt](const std::string& line) {
-      if (line == place) {
-        interrupt(daemon.client(), "unix_stream");
-        ended.get_future().wait();
-      }
-      return answersFrom(values)(line);
-    });
-    Response actual = runScript("time_limit = 600", {request, "", before});
-    ended.set_value();
+    Response actual =
+        runInSilence(silentAt, "time_limit = 600", {environment, "", before}, "unix_stream");
     if (!before.empty()) actual.log.clear();  // nobody's child
-    EXPECT_EQ(actual, response) << what;
+    EXPECT_EQ(actual, response) << silentAt;
   }
 }
 
 TEST(Limits, EndAProgramThatNothingInterrupts) {
-  Strings waitsTwice = withFullPipe;
-  waitsTwice.insert(waitsTwice.end(), {"env", "--block-signal", "--ignore-signal"});
-  const struct {
-    const char* settings;
-    bool isDaemonSilent;
-    Strings before;
-    int signal;
-    std::chrono::seconds least;
-  } rows[] = {{"cpu_limit = 1", false, {}, SIGKILL, 1s},  // it reads from a closed connection
-              {"time_limit = 1", true, waitsTwice, SIGALRM, 6s}};
-  for (const auto& [settings, isDaemonSilent, before, signal, least] : rows) {
-    std::promise<void> ended;
-    FakeDaemon daemon([&, isSilent = isDaemonSilent](const std::string&) {
-      if (isSilent) ended.get_future().wait();
-      return "";
-    });
-    const auto begin = Clock::now();
-    EXPECT_EQ(runScript(settings, {{readA}, "", before}),
-              (Response{"", 128 + signal, noProcess, {}}));
-    EXPECT_GE(Clock::now() - begin, least) << settings;
-    ended.set_value();
-  }
-}
-
-TEST(Limits, EndAChildThatWaits) {
-  std::promise<void> ended;
-  FakeDaemon daemon([&](const std::string& line) {
-    if (line == "apply") ended.get_future().wait();
-    return answersFrom(applianceTree())(line);
-  });
   const auto begin = Clock::now();
-  EXPECT_EQ(runScript("child_limit = 1", {writeX}),
+  {
+    FakeDaemon daemon([](const std::string&) { return ""; });  // the program reads for ever
+    EXPECT_EQ(runScript("cpu_limit = 1", {{readA}}), (Response{"", 128 + SIGKILL, noProcess, {}}));
+  }
+  EXPECT_EQ(runInSilence("apply", "child_limit = 2", {writeX}),
             (Response{stored, 0, 128 + SIGALRM, {writer, setting}}));
-  EXPECT_GE(Clock::now() - begin, 1s);
-  ended.set_value();
+  EXPECT_GE(Clock::now() - begin, 1s + 2s);
+  Strings before = withFullPipe;  // for a second wait, after the interrupted one
+  before.insert(before.end(), {"env", "--block-signal", "--ignore-signal"});
+  EXPECT_EQ(runInSilence("", "time_limit = 2", {{readA}, "", before}),
+            (Response{"", 128 + SIGALRM, noProcess, {}}));
+  EXPECT_GE(Clock::now() - begin, 1s + 2s + 7s);
 }
 
 TEST(Limits, LetWritesTakeTurns) {

@@ -267,8 +267,8 @@ TEST(Write, OutlivesADaemonThatGoesAwayAndAppliesWithoutTheWebServer) {
     log.insert(log.end(), logged.begin(), logged.end());
     log.emplace_back("14 child Applied and saved the parameter settings");
     EXPECT_EQ(runProgram(request), (Response{output, 0, 0, log}));
-    expectSame(daemon.requests(),
-               {requests.begin(), std::min(requests.begin() + count + 1, requests.end())});
+    const auto end = requests.begin() + static_cast<long>(std::min(count + 1, requests.size()));
+    expectSame(daemon.requests(), {requests.begin(), end});
   }
 }
 
@@ -296,7 +296,7 @@ TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
     EXPECT_EQ(response.exitStatus, 0) << before.back();
     EXPECT_NE(response.log.at(2).find(thirdInLog), std::string::npos) << response.log.at(2);
     EXPECT_EQ(daemon.requests().back(), "save");
-    EXPECT_GE(faults == 0 ? 0 : countInTrace("(INJECTED"), faults) << before.back();
+    EXPECT_GE(countInTrace("(INJECTED"), faults) << before.back();
   }
 }
 
