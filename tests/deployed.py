@@ -43,7 +43,7 @@ def stop(process, how=signal.SIGTERM):
 
 class Appliance:
     """A program as it is deployed in `folder`, which any user can read. Its web servers listen at
-    PORT, and let in the user admin with the password "secret"."""
+    PORT, and let in the users admin, the only writer, and viewer with the password "secret"."""
 
     def __init__(self, folder, program):
         self.folder, self.pages = folder, folder / 'pages'
@@ -55,11 +55,12 @@ class Appliance:
         (folder / 'limits/tzr4417.cgi').symlink_to('../tzr4417.cgi')
         self.set_limits()
         self.script.chmod(0o755)
-        digest = hashlib.md5(b'admin:encoder:secret').hexdigest()
-        (folder / 'users').write_text(f'admin:encoder:{digest}\n')
+        users = ('admin', 'viewer')
+        digests = (hashlib.md5(f'{user}:encoder:secret'.encode()).hexdigest() for user in users)
+        (folder / 'users').write_text(''.join(map('{}:encoder:{}\n'.format, users, digests)))
         password = subprocess.check_output(['busybox', 'httpd', '-m', 'secret'], text=True).strip()
         self.adapt('lighttpd.conf', 'server.port = .*', f'server.port = {PORT}')
-        self.adapt('httpd.conf', '/:admin:.*', f'/:admin:{password}')
+        self.adapt('httpd.conf', '/:admin:.*', '\n'.join(f'/:{user}:{password}' for user in users))
         self.adapt('tls.conf', 'server.port := .*', f'server.port := {PORT}')
         user = ('-u', 'www-data') if os.getuid() == 0 else ()
         self.servers = {
@@ -83,7 +84,7 @@ class Appliance:
             line = f'{name} = {number}' if number else '#'
             text, count = re.subn(f'(?m)^{name} = .*$', line, text)
             assert count == 1, name
-        self.script.write_text(text)
+        self.script.write_text(f'{text}writer = admin\n')
 
     def serve(self, server, before=(), **options):
         """Starts a web server, under the command `before`. Only one may listen at a time."""

@@ -122,6 +122,12 @@ class WebTest:
         for user in (':', 'admin:wrong'):
             self.assertEqual(self.ask(*READ, '-u', user)[0], 401)
 
+    def test_lets_a_viewer_only_read(self):
+        self.start_daemon('1')
+        viewer = ('-u', 'viewer:secret', '-H', 'Remote-User: admin', '-H', 'REMOTE_USER: admin')
+        self.assertEqual(self.ask(*READ, *viewer), (200, '{ "\\/a": "1" }\n'))
+        self.assertEqual(self.ask(*WRITE, *viewer), (403, 'This user may not write\n'))
+
     def test_reads_and_writes(self):
         simulator = self.start_simulator()
         self.assertEqual(self.ask(f'{URL}?read='), (400, ''))
