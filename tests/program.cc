@@ -12,18 +12,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <tuple>
-
-static auto members(const Response& response) {
-  const auto& [output, exitStatus, childExitStatus, log] = response;
-  return std::tie(output, exitStatus, childExitStatus, log);
-}
-
-bool operator==(const Response& a, const Response& b) { return members(a) == members(b); }
-
-void PrintTo(const Response& response, std::ostream* stream) {
-  *stream << testing::PrintToString(members(response));
-}
 
 static int bindLog() {
   const int log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <ostream>
 #include <string>
+#include <tuple>
 
 #include "tests/fake_daemon.h"
 
@@ -22,8 +25,13 @@ struct Response {
   Strings log;                      ///< lines as "PRIORITY parent TEXT" or "PRIORITY child TEXT"
 };
 
-bool operator==(const Response& a, const Response& b);
-void PrintTo(const Response& response, std::ostream* stream);  // GoogleTest's name
+inline auto members(const Response& r) {
+  return std::tie(r.output, r.exitStatus, r.childExitStatus, r.log);
+}
+inline bool operator==(const Response& a, const Response& b) { return members(a) == members(b); }
+inline void PrintTo(const Response& response, std::ostream* stream) {  // GoogleTest's name
+  *stream << testing::PrintToString(members(response));
+}
 
 /// One request, and how to run the program for it.
 struct Request {
