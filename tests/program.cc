@@ -107,8 +107,11 @@ Response runProgram(const Request& request) {
 
 static const char* const traceFile = "/tmp/trace";
 
-Strings strace(const std::string& fault) {
-  return {"strace", "-qqfo", traceFile, "-EASAN_OPTIONS=detect_leaks=0", "-einject=" + fault};
+Strings strace(const std::string& fault, const Strings& options) {
+  Strings command{"strace", "-qqfo", traceFile, "-EASAN_OPTIONS=detect_leaks=0",
+                  "-einject=" + fault};
+  command.insert(command.end(), options.begin(), options.end());
+  return command;
 }
 
 std::size_t countInTrace(const std::string& text) {

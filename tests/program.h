@@ -47,8 +47,9 @@ struct Request {
 /// processes have ended.
 Response runProgram(const Request& request);
 
-/// A command to run the program under, so that system calls fail: see --inject of strace.
-Strings strace(const std::string& fault);
+/// A command to run the program under, so that system calls fail, with `options` of strace: see its
+/// --inject.
+Strings strace(const std::string& fault, const Strings& options = {});
 
 /// The number of lines with `text` in the trace of the last such run.
 std::size_t countInTrace(const std::string& text);

@@ -258,8 +258,6 @@ TEST(Write, OutlivesADaemonThatGoesAwayAndAppliesWithoutTheWebServer) {
 }
 
 TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
-  Strings withoutNullDevice = strace("openat,open:error=EMFILE");
-  withoutNullDevice.emplace_back("-P/dev/null");
   const std::string reply = written("/x", "1", "ok\r\n");
   const struct {
     Strings before;
@@ -271,7 +269,7 @@ TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
       {{"bash", "--norc", "-c", R"(exec 3> >(:); wait $!; "$0" "$@" >&3)"}, "", "Applied", 0},
       {strace("clone,fork,clone3:error=EAGAIN"), reply,
        "12 ? Failed to fork child process, continuing in parent process", 1},
-      {withoutNullDevice, reply, "Applied", 4},
+      {strace("openat,open:error=EMFILE", {"-P/dev/null"}), reply, "Applied", 4},
   };
   for (const auto& [before, output, thirdInLog, faults] : rows) {
     if (before[0] == "strace" && *TEST_EMULATOR != '\0') continue;
@@ -289,9 +287,9 @@ TEST(Write, EndsWithoutANullDeviceForAClosedStream) {
   if (*TEST_EMULATOR != '\0') return;
   const std::string text = "Cannot open /dev/null: No such file or directory";
   for (const char* const closed : {"<&-", ">&-", "2>&-"}) {
-    Strings before = strace("openat,open:error=ENOENT");
-    before.insert(before.end(),
-                  {"-P/dev/null", "/bin/sh", "-c", std::string(R"(exec "$0" "$@" )") + closed});
+    const Strings shell{"-P/dev/null", "/bin/sh", "-c",
+                        std::string("exec \"$0\" \"$@\" ") + closed};
+    const Strings before = strace("openat,open:error=ENOENT", shell);
     const Response response = runProgram({{query("write=/x&value=1")}, "", before});
     EXPECT_EQ(response.output, *closed == '>' ? "" : failed(text).output) << closed;
     EXPECT_EQ(response.log, Strings{"11 ? Caught exception " + text}) << closed;
