@@ -63,8 +63,6 @@ inline std::string query(const std::string& fields) { return "QUERY_STRING=" + f
 inline Response replied(const std::string& output) { return {output, 0, noProcess, {}}; }
 
 inline Response failed(const std::string& text) {
-  return {serverError + "Exception " + text + "\n",
-          0,
-          noProcess,
-          {"11 parent Caught exception " + text}};
+  const std::string output = serverError + "Exception " + text + "\n";
+  return {output, 0, noProcess, {"11 parent Caught exception " + text}};
 }
