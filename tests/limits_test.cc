@@ -63,20 +63,17 @@ static Response runScript(const std::string& settings, const Request& request) {
   return runAs({interpreter, script}, request);
 }
 
-static std::string firstWord(const std::string& file) {
-  std::string word;
-  std::ifstream(file) >> word;
-  return word;
-}
-
 /// Sends a program the signal of its time limit, once it waits in a function of the kernel with
 /// `part` in its name. Returns also if it ends.
 static void interrupt(pid_t process, const char* part) {
   const std::string folder = "/proc/" + std::to_string(process);
-  while (firstWord(folder + "/wchan").find(part) == std::string::npos) {
-    if (firstWord(folder + "/cmdline").empty()) return;
+  std::string number, name, state, function;
+  do {
     usleep(1000);
-  }
+    state = "Z";  // unless it lives
+    std::ifstream(folder + "/wchan") >> function;
+    std::ifstream(folder + "/stat") >> number >> name >> state;
+  } while (state != "Z" && function.find(part) == std::string::npos);
   kill(process, SIGALRM);
 }
 
