@@ -67,7 +67,10 @@ static Response runScript(const std::string& settings, const Request& request) {
 /// `part` in its name. Returns also if it ends.
 static void interrupt(pid_t process, const char* part) {
   const std::string folder = "/proc/" + std::to_string(process);
-  std::string number, name, state, function;
+  std::string number;
+  std::string name;
+  std::string state;
+  std::string function;
   do {
     usleep(1000);
     state = "Z";  // unless it lives
@@ -90,7 +93,7 @@ static Response runInSilence(const std::string& silentAt, const std::string& set
     }
     return answersFrom(values)(line);
   });
-  const Response response = runScript(settings, request);
+  Response response = runScript(settings, request);
   ended.set_value();
   return response;
 }

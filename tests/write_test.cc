@@ -287,8 +287,7 @@ TEST(Write, EndsWithoutANullDeviceForAClosedStream) {
   if (*TEST_EMULATOR != '\0') return;
   const std::string text = "Cannot open /dev/null: No such file or directory";
   for (const char* const closed : {"<&-", ">&-", "2>&-"}) {
-    const Strings shell{"-P/dev/null", "/bin/sh", "-c",
-                        std::string("exec \"$0\" \"$@\" ") + closed};
+    const Strings shell{"-P/dev/null", "/bin/sh", "-c", std::string(R"(exec "$0" "$@" )") + closed};
     const Strings before = strace("openat,open:error=ENOENT", shell);
     const Response response = runProgram({{query("write=/x&value=1")}, "", before});
     EXPECT_EQ(response.output, *closed == '>' ? "" : failed(text).output) << closed;
