@@ -29,7 +29,8 @@ function checkText(text) {
 }
 
 function checkSeconds(seconds) { // a timer takes 31 bits of milliseconds
-  if (!(seconds > 0 && seconds < 2 ** 31 / 1000)) throw new TypeError(`Not a time: ${seconds}`);
+  if (Number.isFinite(seconds) && seconds > 0 && seconds < 2 ** 31 / 1000) return;
+  throw new TypeError(`Not a time: ${seconds}`);
 }
 
 /// Whether the name comes back in the answer as it went out.
@@ -83,7 +84,8 @@ export class Appliance {
     return { values, invalid: wanted.filter((name) => !values.has(name)) };
   }
 
-  /// Gives `value` as it was sent to the daemon, and `reply`, the daemon's complaint or ''. Only a
+  /// Gives `value` as it was sent to the daemon, and `reply`, the daemon's complaint without its line
+  /// end, or ''. Only a
   /// read tells the stored value. A write aborted after it was sent may be stored.
   async write(name, value, options) {
     const text = Number.isFinite(value) ? String(value) : value;
@@ -102,7 +104,7 @@ export class Appliance {
       throw broken('The answer is not that to a write');
     }
     const quoted = text === '' || /[ \t-\r]/.test(text);
-    return { value: quoted ? sent.slice(1, -1) : sent, reply };
+    return { value: quoted ? sent.slice(1, -1) : sent, reply: reply.trimEnd() };
   }
 
   /// Sends the bodies one after the other, when it is their turn, and gives the answers' members.
@@ -156,11 +158,15 @@ export class Appliance {
   }
 }
 
-/// The program's own 500 has no content type, a web server's has one.
+/// The program's own 500 has no content type, a web server's has one. The program gives the reason of
+/// a 403 as plain text.
 function failure(cause, text) {
   const { status, headers } = cause;
   const error = (kind, message) => new ApplianceError(kind, message, { status, cause });
-  if (status >= 400 && status < 500) return error('refused', `Refused with status ${status}`);
+  if (status >= 400 && status < 500) {
+    const reason = headers.get('Content-Type')?.startsWith('text/plain') ? `: ${text.trim()}` : '';
+    return error('refused', `Refused with status ${status}${reason}`);
+  }
   if (status !== 500 || headers.has('Content-Type')) {
     return error('silent', `The web server answers with status ${status}`);
   }
