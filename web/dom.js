@@ -31,5 +31,3 @@ export function shown(value) {
   if (/^[\0-\u02ff]*$/.test(line)) return line;
   return `\u2068${line.replace(/[\u061c\u200e\u200f\u202a-\u202e\u2066-\u2069]/g, '')}\u2069`;
 }
-
-export const assign = (name, value) => `${short(name)} = ${shown(value)}`;

@@ -68,7 +68,7 @@ export function inputModes(values) {
 }
 
 /// The blocks and the routes between them, also those from before a change.
-function findFlow(values, changed) {
+function findFlow(values, formerValues) {
   const blocks = findBlocks(values);
   const routes = [];
   for (const name of values.keys()) {
@@ -76,10 +76,11 @@ function findFlow(values, changed) {
       const match = pattern.exec(name.slice(root.length));
       const [id, prefix] = match ? texts.map((text) => fill(text, match)) : [];
       const to = blocks.get(id);
-      for (const before of to ? [false, true] : []) {
-        const from = blocks.get(prefix + (before ? changed : values).get(name));
-        if (from) routes.push({ name, from, to, before });
-      }
+      if (!to) continue;
+      const from = blocks.get(prefix + values.get(name));
+      const former = blocks.get(prefix + formerValues.get(name));
+      if (from) routes.push({ name, from, to, before: false });
+      if (former) routes.push({ name, from: former, to, before: true });
     }
   }
   // From right to left: a block is used if a used one takes from it.
@@ -112,30 +113,30 @@ export class FlowPicture {
 
   /// Draws the values of the state, and marks the changed ones.
   draw(state) {
-    const { values, changed, elsewhere } = state;
-    const { blocks, routes } = findFlow(values, changed);
+    const { openValues, former, elsewhere } = state;
+    const { blocks, routes } = findFlow(openValues, former);
     for (const block of blocks.values()) {
       const { id, column, folder, title, details, kind, off, used } = block;
       if (!this.#items.has(id)) {
         const item = make('li', {}, make('button', { 'data-block': folder.slice(root.length, -1) },
-          make('b'), make('i'), make('span')));
+          make('b'), make('span', {}, make('i'), make('small'))));
         this.#items.set(id, item);
         this.#columns[column].append(item);
         this.#observer.observe(item);
       }
       const item = block.element = this.#items.get(id);
-      const marked = [...changed.keys()].some((name) => name.startsWith(folder));
+      const marked = [...former.keys()].some((name) => name.startsWith(folder));
       item.className = `${kind}${off || !used ? ' off' : ''}${marked ? ' changed' : ''}`;
       const [button] = item.children;
       button.title = details;
-      const texts = [title, off ? 'off' : used ? '' : 'not used', details];
-      texts.forEach((text, index) => setContent(button.children[index], text));
+      const texts = { b: title, i: off ? 'off' : used ? '' : 'not used', small: details };
+      for (const [tag, text] of Object.entries(texts)) setContent(button.querySelector(tag), text);
     }
     const attributes = routes.map(({ name, from, to, off, before }) => {
       const use = before ? 'before' : off ? 'off' : 'in use';
       const text = `${from.title} to ${to.title}: ${use}`;
       if (before) return { 'class': use, 'role': 'img', 'aria-label': text };
-      const isChanged = changed.has(name);
+      const isChanged = former.has(name);
       return { 'class': `${from.kind} ${use}`, 'role': 'img', 'aria-label': text + (isChanged ? ', changed' : ''),
         'data-route': name, 'data-from': from.id,
         ...(isChanged && { 'data-changed': elsewhere.has(name) ? 'elsewhere' : '' }) };

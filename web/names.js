@@ -43,6 +43,6 @@ export function findAddress(values, wanted) {
   const url = new URL('/', location.origin);
   if (wanted.get(dhcp) === 'yes') url.hostname = values.get(`${root}network/hostname`) ?? url.hostname;
   else if (wanted.has(dhcp) || wanted.has(address)) url.hostname = wanted.get(address) ?? values.get(address);
-  if (wanted.has(port)) url.port = wanted.get(port);
+  if (wanted.has(port) && url.protocol === 'http:') url.port = wanted.get(port);
   return url.href;
 }

@@ -1,44 +1,113 @@
-// The report: staged values, writes under way, failures and changes.
+// The report: staged values, questions, failures, the page's writes, and changes by others.
 
-import { assign, make, part, setContent, short, shown } from './dom.js';
+import { make, part, setContent, short } from './dom.js';
+import { complaintOf, isUnderWay, summaryOf } from './outcome.js';
 
-/// Shows the report, and the appliance's possible new address, `moved`.
-export function report(state, moved) {
-  const { told: { text, changes = [], notes = [] }, pending, values, changed } = state;
-  const staged = state.staged.size;
-  const isBusy = state.jobs.length > 0;
-  const wrong = [...state.outcomes.values()].map(({ bad }) => bad).filter(Boolean);
-  const elsewhere = [...changed].filter(([name]) => state.elsewhere.has(name))
-    .map(([name, from]) => ({ name, from, to: values.get(name) }));
-  const asking = [...state.outcomes].filter(([, { action }]) => action === 'confirm')
-    .map(([name, { value }]) => ({ name, from: values.get(name), to: value }));
-  const [now, ...waiting] = pending.map(({ name, value }) => assign(name, value));
-  setContent(part('staged'), staged && `${staged} not written`);
-  setContent(part('wrong'), ...wrong.map(paragraph));
-  setContent(part('progress'), isBusy && (now ? `Writing ${now} …` : 'Reading what is stored …'),
-    waiting.length && ` Then ${waiting.join(', ')}.`);
-  setContent(part('outcome'), text, ...notes.map(paragraph), listChanges(changes));
-  setContent(part('elsewhere'), elsewhere.length && 'Changed elsewhere:', listChanges(elsewhere));
-  setContent(part('asking'), asking.length && 'To be confirmed:', listChanges(asking));
-  setContent(part('moved'), moved && 'If this page does not answer any more, the appliance may be at ',
-    moved && make('a', { href: moved }, moved));
-  const isShown = {
-    'write-all': staged,
-    'discard': staged,
-    'take-back': pending.some(({ sent }) => !sent),
-    'undo': state.undoable && !isBusy,
-    'clear': changed.size || wrong.length || text || moved,
-  };
-  for (const [action, is] of Object.entries(isShown)) {
-    part('result').querySelector(`[data-action="${action}"]`).hidden = !is;
-  }
-  part('result').hidden = !isBusy && !Object.values(isShown).some(Boolean);
-}
+const button = (action) => part('result').querySelector(`.bar [data-action="${action}"]`);
 
 const paragraph = (text) => make('p', {}, text);
 
-function listChanges(changes) {
-  return changes.length && make('ul', {}, ...changes.map(({ name, from, to }) => make('li', {},
-    make('a', { href: `#${name}` }, short(name)),
-    ` ${shown(from)} → `, make('b', {}, shown(to)))));
+export class Report {
+  #state;
+  #undo;
+  #entries = new Map(); // by job
+
+  /// `undo` gets a job.
+  constructor(state, undo) {
+    this.#state = state;
+    this.#undo = undo;
+  }
+
+  show() {
+    const state = this.#state;
+    const complaints = this.#complaints;
+    const { staged, asking, pending, ready, jobs, notice, moved, isBusy, former } = state;
+    const unwritten = [...staged.keys()].filter((name) => !state.underWay(name)).length;
+    setContent(part('staged'), unwritten && `${unwritten} not written`);
+    setContent(part('wrong'), ...complaints.map(paragraph));
+    setContent(part('progress'), this.#progress);
+    setContent(part('asking'), asking.length && 'To be confirmed:', this.#list(asking.map(({ name, value, why }) =>
+      ({ name, from: state.values.get(name), to: value, note: `, ${why}` }))));
+    setContent(part('moved'), moved && 'If this page does not answer any more, the appliance may be at ',
+      moved && make('a', { href: moved }, moved));
+    const { text, changes = [], notes = [] } = notice;
+    setContent(part('notice'), text, ...notes.map(paragraph), this.#list(changes));
+    this.#showJobs();
+    const elsewhere = [...state.elsewhere].map(([name, from]) => ({ name, from, to: state.values.get(name) }));
+    setContent(part('elsewhere'), elsewhere.length && 'Changed elsewhere:', this.#list(elsewhere));
+    const isShown = {
+      'write-all': ready.length,
+      'confirm-all': asking.length > 1,
+      'discard': unwritten,
+      'take-back': pending.some(({ is }) => is === 'waiting'),
+      'clear': former.size || complaints.length || text || moved || jobs.some(({ isOver }) => isOver),
+    };
+    for (const [action, is] of Object.entries(isShown)) button(action).hidden = !is;
+    setContent(button('confirm-all'), `Write all ${asking.length} to be confirmed`);
+    part('result').hidden = !isBusy && !Object.values(isShown).some(Boolean);
+  }
+
+  get #complaints() {
+    const { outcomes, assign } = this.#state;
+    return [...outcomes.values()].map((outcome) => complaintOf(outcome, assign(outcome))).filter(Boolean);
+  }
+
+  get #progress() {
+    const { pending, isBusy, assign } = this.#state;
+    const [now, ...waiting] = pending.filter(({ is }) => is !== 'answered').map(assign);
+    if (!isBusy) return '';
+    if (!now) return 'Reading what is stored …';
+    return `Writing ${now} …${waiting.length ? ` Then ${waiting.join(', ')}.` : ''}`;
+  }
+
+  /// The list of the page's writes: the newest is open.
+  #showJobs() {
+    const jobs = this.#state.jobs.filter(({ isOver }) => isOver);
+    for (const [job, { element }] of this.#entries) {
+      if (jobs.includes(job)) continue;
+      element.remove();
+      this.#entries.delete(job);
+    }
+    for (const job of jobs.toReversed()) {
+      if (!this.#entries.has(job)) this.#addEntry(job);
+      this.#showEntry(job, this.#entries.get(job));
+    }
+  }
+
+  #addEntry(job) {
+    const [headline, undo, content] = [make('summary'), make('button', { 'data-action': 'undo' }, 'Undo'), make('div')];
+    const element = make('details', { 'data-job': job.id, 'open': '' }, headline, undo, content);
+    undo.addEventListener('click', () => this.#undo(job));
+    for (const { element: older } of this.#entries.values()) older.open = false;
+    this.#entries.set(job, { element, headline, undo, content });
+    part('jobs').prepend(element);
+  }
+
+  #showEntry(job, { headline, undo, content }) {
+    const { assign, values, mayWrite } = this.#state;
+    const { title, time, last, changes, rest } = job;
+    const written = new Set(last.map(({ name }) => name));
+    const lines = [...changes].map(([name, change]) => ({ name, ...change }))
+      .filter(({ from, to }) => from !== to)
+      .sort((a, b) => written.has(b.name) - written.has(a.name));
+    const more = lines.filter(({ name }) => !written.has(name)).length;
+    setContent(headline, `${time} `, make('b', {}, `${title && `${title}. `}${summaryOf(last, assign)}`),
+      more && ` ${more} more changed meanwhile.`);
+    const failed = last.length > 1 ? last.filter(({ is }) => is !== 'stored') : [];
+    setContent(content, ...failed.map((write) => paragraph(summaryOf([write], assign))),
+      rest.length && paragraph(`Staged, because they still differ: ${rest.map(([name]) => short(name)).join(', ')}.`),
+      this.#list(lines, values));
+    undo.hidden = !mayWrite || last.some(isUnderWay) || !job.lasting(values).size;
+  }
+
+  /// A list of changes; with `values`, it tells the later ones, too.
+  #list(changes, values) {
+    return changes.length && make('ul', {}, ...changes.map(({ name, from, to, note = '' }) => {
+      const show = (value) => this.#state.shown(name, value);
+      const isOver = values && values.get(name) !== to;
+      return make('li', {}, make('a', { href: `#${name}` }, short(name)),
+        make(isOver ? 's' : 'span', {}, ` ${show(from)} → `, make('b', {}, show(to))),
+        isOver ? `, now ${show(values.get(name))}` : note);
+    }));
+  }
 }

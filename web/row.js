@@ -1,7 +1,10 @@
 // A row of the table: a parameter's name, its field, and a note. It knows no appliance.
 
-import { make, setContent, short, shown, trim } from './dom.js';
+import { make, setContent, short, trim } from './dom.js';
 import { listChoices } from './names.js';
+import { complaintOf, isUnderWay, noteOf } from './outcome.js';
+
+const buttonTexts = { write: 'Write', confirm: 'Write and move', anyway: 'Write nevertheless' };
 
 export class Row {
   #field;
@@ -10,22 +13,21 @@ export class Row {
   #value; // the value in the field
   #filled; // the field then: it changes line ends
 
-  /// `act(name, action, text)` hears of `stage`, `cancel`, `write`, `anyway`, `confirm`.
-  constructor(name, label, about, act) {
-    const { unit = '', help = '' } = about;
-    const choices = listChoices(about);
+  /// `name` is shown without `folder`. `act(name, action, text)` hears of `stage`, `cancel`, `write`,
+  /// `anyway`, `confirm`.
+  constructor(name, folder, about, act) {
+    const { unit = '', help = '', label = '' } = about;
     const isText = 'read-only' in about;
-    this.#note = make('p', { class: 'note', id: `note:${name}` });
-    this.#field = make(isText ? 'span' : choices ? 'select' : 'textarea', {
-      'id': name, 'class': 'value', 'aria-describedby': `note:${name} help:${name}`, 'spellcheck': 'false',
-      ...(isText ? { tabindex: 0 } : { 'placeholder': 'empty', 'aria-label': `${short(name)} ${unit}` }),
-    }, ...(choices ?? []).map((choice) => make('option', { value: choice }, choice)));
-    this.#buttons = ['write', 'cancel'].map((action) => make('button', { 'data-action': action }, 'Cancel'));
+    this.#note = make('span', { class: 'note', id: `note:${name}` });
+    this.#field = makeField(name, about);
+    this.#buttons = ['write', 'cancel'].map((action) => make('button', { 'data-action': action }, 'Discard'));
+    const rest = short(name).slice(folder.length + 1).replaceAll('/', '/\u200b');
     this.element = make('div', { 'class': 'row', 'data-name': name },
-      make(isText ? 'span' : 'label', isText ? {} : { for: name }, label.replaceAll('/', '/\u200b'),
-        ' ', make('small', {}, unit)),
-      this.#field, this.#note, make('p', { class: 'buttons' }, ...this.#buttons),
-      make('p', { class: 'help', id: `help:${name}` }, help));
+      make(isText ? 'span' : 'label', isText ? {} : { for: name },
+        label || rest, ' ', make('small', {}, label && rest, ' ', unit)),
+      this.#field, ...('secret' in about ? [makeLook(this.#field)] : []),
+      make('p', {}, this.#note, ...this.#buttons),
+      make('small', { id: `help:${name}` }, help));
     for (const button of this.#buttons) {
       button.addEventListener('click', () => {
         this.focus(); // the button may go
@@ -60,14 +62,15 @@ export class Row {
     field.rows = value.split(/\n|.{20}/).length; // if it does not size itself
   }
 
-  /// Shows the stored, `staged` and `former` value, if any; the `outcome` of the last write, or what it
-  /// is `doing`.
-  show({ value, staged, former, elsewhere, outcome = {}, doing }) {
+  /// Shows the stored, `staged` and `former` value, if any, and the `outcome` of the last write or
+  /// question; `shown` gives a value as text.
+  show({ value, staged, former, elsewhere, outcome, shown }) {
     const text = staged ?? value;
     if (text !== this.#text) this.#fill(text);
     const isStaged = staged !== undefined;
     const isChanged = former !== undefined;
-    setContent(this.#note, [doing || outcome.note, isStaged && `${doing ? '' : 'not written; '}stored: ${shown(value)}`,
+    setContent(this.#note, [outcome ? noteOf(outcome) : isStaged && 'not written',
+      isStaged && `stored: ${shown(value)}`,
       isChanged && `${elsewhere ? 'changed elsewhere, ' : ''}was ${shown(former)}`]
       .filter(Boolean).join(' · '));
     const { dataset } = this.element;
@@ -75,9 +78,33 @@ export class Row {
     if (isChanged) dataset.changed = elsewhere ? 'elsewhere' : '';
     else delete dataset.changed;
     const [button] = this.#buttons;
-    button.dataset.action = outcome.action ?? 'write';
-    setContent(button, { confirm: 'Write and move', anyway: 'Write nevertheless' }[outcome.action] ?? 'Write');
-    button.parentElement.hidden = doing || !(isStaged || outcome.action);
-    this.#field.ariaInvalid = outcome.bad ? 'true' : null;
+    button.dataset.action = outcome?.action ?? 'write';
+    setContent(button, buttonTexts[button.dataset.action]);
+    for (const each of this.#buttons) each.hidden = !isStaged || (outcome && isUnderWay(outcome));
+    this.#field.ariaInvalid = outcome && complaintOf(outcome, '') ? 'true' : null;
   }
+}
+
+function makeField(name, about) {
+  const { unit = '', label = '' } = about;
+  const choices = listChoices(about);
+  const attributes = { 'id': name, 'class': 'value', 'aria-describedby': `note:${name} help:${name}` };
+  if ('read-only' in about) return make('span', { ...attributes, tabindex: -1 });
+  Object.assign(attributes, { 'aria-label': `${label} ${short(name)} ${unit}`.trim(), 'placeholder': 'empty',
+    'spellcheck': 'false' });
+  if (choices) return make('select', attributes, ...choices.map((choice) => make('option', { value: choice }, choice)));
+  if ('secret' in about) return make('input', { ...attributes, type: 'password', autocomplete: 'new-password' });
+  return make('textarea', attributes);
+}
+
+/// The button to show a secret.
+function makeLook(field) {
+  const button = make('button', { 'data-action': 'look', 'aria-pressed': 'false',
+    'aria-label': `Show ${short(field.id)}` }, 'Show');
+  button.addEventListener('click', () => {
+    const isMasked = field.type === 'password';
+    field.type = isMasked ? 'text' : 'password';
+    button.ariaPressed = String(isMasked);
+  });
+  return button;
 }

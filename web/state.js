@@ -1,87 +1,204 @@
-// The state: values read, their baseline, staged values and jobs.
+// The state of the page: values read, changes since, staged values, and the page's own writes.
+
+import { short, shown } from './dom.js';
+import { isStillTrue, isUnderWay, isUnread } from './outcome.js';
+
+const jobLimit = 20;
+
+/// Writes that go one after the other, listed and undone together.
+export class Job {
+  static #last = 0;
+  id = ++Job.#last;
+  time = new Date().toLocaleTimeString();
+  writes = []; // `name`, `value`, `over` as in `staged`; `is`, `reply`, `failure` as in outcome.js
+  changes = new Map(); // read after it: `from` and `to` by name
+  isOver = true;
+  before; // the values read before its writes
+  rest = []; // the staged part of `wanted`
+
+  /// After its writes it stages the rest of `wanted`, a Map.
+  constructor(title = '', wanted = new Map()) {
+    this.title = title;
+    this.wanted = wanted;
+  }
+
+  /// The last write of each parameter.
+  get last() { return [...new Map(this.writes.map((write) => [write.name, write])).values()]; }
+
+  /// The changes still in force.
+  lasting(values) {
+    return new Map([...this.changes].filter(([name, { from, to }]) => from !== to && values.get(name) === to));
+  }
+}
 
 export class State {
+  descriptions; // by name, from names.txt
   values = new Map(); // each read makes a new Map
-  staged = new Map(); // not written yet
-  outcomes = new Map(); // of writes: the `value`, a `note`, maybe a `bad` text
-  told = {}; // of the last job: a `text`, the `changes`, `notes`
-  jobs = []; // of writes.js: the one under way, then the waiting ones
-  unsettled; // a job with something sent and nothing read since
-  undoable; // the changes of the last job
-  elsewhere = new Set(); // names changed without a write of this page
+  staged = new Map(); // by name: `name`, `value`, and `over`, the value stored when the operator looked
+  outcomes = new Map(); // the last question or write of a parameter, see outcome.js
+  imported = new Map(); // the values of a file, until the next "Write all"
+  jobs = []; // the newest first
+  elsewhere = new Map(); // changed without a write of this page: the values before
+  notice = {}; // of an export, import or undo: a `text`, the `changes`, `notes`
+  moved = ''; // the possible new address of the appliance
+  mayWrite = true;
   #baseline = new Map(); // for the marks
 
-  /// Takes the values read. `own`: this page has changed them.
-  take(values, own) {
+  /// Takes the values read.
+  take(values) {
+    const isOwn = this.#writes.some(isUnread);
     for (const [name, value] of values) {
-      if (this.staged.get(name) === value && !this.#find(name)) this.staged.delete(name);
-      if (!this.#baseline.has(name)) this.#baseline.set(name, value);
-      else if (this.values.get(name) === value) continue;
-      else if (own) this.elsewhere.delete(name);
-      else this.elsewhere.add(name);
+      const seen = this.values.get(name);
       const outcome = this.outcomes.get(name);
-      if (outcome && (outcome.value === value) === Boolean(outcome.bad || outcome.action)) { // and true no longer
-        this.outcomes.delete(name);
-      }
+      if (!this.#baseline.has(name)) this.#baseline.set(name, value);
+      else if (isOwn && value !== seen) this.elsewhere.delete(name);
+      else if (outcome?.failure && outcome.is === 'not kept' && outcome.value === value) this.#settleLate(outcome, seen);
+      else if (value !== seen) this.#noteElsewhere(name, seen, value);
+      if (this.staged.get(name)?.value === value && !this.underWay(name)) this.staged.delete(name);
+      if (outcome && !isStillTrue(outcome, value)) this.outcomes.delete(name);
     }
     this.values = values;
   }
 
-  /// Stages a value, or takes it back. What is under way may change the stored one.
-  stage(name, value) {
-    if (value === undefined || (value === this.values.get(name) && !this.#find(name))) this.staged.delete(name);
-    else this.staged.set(name, value);
-    this.outcomes.delete(name);
+  /// A write without an answer may be stored after the next read.
+  #settleLate(write, from) {
+    const { name, value } = write;
+    write.is = 'stored';
+    this.jobs.find(({ writes }) => writes.includes(write))?.changes.set(name, { from, to: value });
   }
 
-  /// The appliance answers again.
-  forgetTrouble() {
-    for (const [name, { passing }] of this.outcomes) if (passing) this.outcomes.delete(name);
+  #noteElsewhere(name, seen, value) {
+    const before = this.elsewhere.get(name) ?? seen;
+    if (before === value) this.elsewhere.delete(name);
+    else this.elsewhere.set(name, before);
+  }
+
+  /// Tells the outcomes, after a whole read.
+  settle() {
+    for (const [name, { is }] of this.outcomes) if (is === 'not sent') this.outcomes.delete(name);
+    for (const job of this.jobs.filter(({ writes }) => writes.some(isUnread))) {
+      job.writes.filter(isUnread).forEach((write) => this.#settleWrite(write));
+      for (const [name, to] of this.values) {
+        const from = job.before.get(name) ?? to;
+        if (from !== to) job.changes.set(name, { from: job.changes.get(name)?.from ?? from, to });
+      }
+      this.stageRest(job);
+    }
+  }
+
+  /// A value stays staged if the appliance complains, or if another one was typed meanwhile.
+  #settleWrite(write) {
+    const { name, value, reply, failure } = write;
+    write.is = this.values.get(name) === value ? 'stored' : 'not kept';
+    if (this.staged.get(name)?.value === value && (write.is === 'stored' || !(reply || failure))) {
+      this.staged.delete(name);
+    }
+    this.setOutcome(write);
+  }
+
+  /// Shows a write in its row, but keeps a newer question there.
+  setOutcome(write) {
+    if (this.outcomes.get(write.name)?.is !== 'asks') this.outcomes.set(write.name, write);
+  }
+
+  /// Stages the rest of a job: it may be another client's, so an operator decides.
+  stageRest(job) {
+    job.rest = [...job.wanted].filter(([name, value]) => this.values.get(name) !== value && !this.staged.has(name));
+    for (const [name, value] of job.rest) this.stage(name, value);
+  }
+
+  /// Stages a value, or drops it; from then on no job wants another one. What is under way may change
+  /// the stored one.
+  stage(name, value) {
+    const stored = this.values.get(name);
+    for (const { wanted } of [...this.jobs, ...this.asking.map(({ job }) => job)]) wanted.delete(name);
+    if (!this.staged.size) this.imported.clear();
+    if (value === undefined || (value === stored && !this.underWay(name))) this.staged.delete(name);
+    else this.staged.set(name, { name, value, over: this.staged.get(name)?.over ?? stored });
+    this.outcomes.delete(name);
+    this.imported.delete(name);
+  }
+
+  /// Stages a value until an operator confirms it.
+  ask(question) {
+    const { name, value, over } = question;
+    this.staged.set(name, { name, value, over });
+    this.outcomes.set(name, { ...question, is: 'asks' });
   }
 
   /// The former values of changed parameters.
-  get changed() {
-    return new Map([...this.#baseline].filter(([name, value]) =>
-      (this.values.get(name) ?? value) !== value));
+  get former() {
+    const changed = [...this.#baseline].filter(([name, value]) => (this.values.get(name) ?? value) !== value);
+    return new Map([...changed, ...this.elsewhere]);
   }
 
   clearMarks() {
     this.#baseline = new Map(this.values);
     this.elsewhere.clear();
     this.outcomes.clear();
+    this.jobs = this.jobs.filter(({ isOver }) => !isOver);
+    this.notice = {};
+    this.moved = '';
   }
 
-  get #items() { return this.jobs.flatMap(({ items }) => items); }
+  get #writes() { return this.jobs.flatMap(({ writes }) => writes); }
 
-  #find(name) { return this.#items.findLast((item) => item.name === name); }
+  get isBusy() { return this.jobs.some(({ isOver }) => !isOver); }
 
-  /// The items without an answer. Those without `sent` can be taken back.
-  get pending() { return this.#items.filter(({ answered }) => !answered); }
+  /// The writes under way, in their order.
+  get pending() { return this.jobs.toReversed().flatMap(({ writes }) => writes).filter(isUnderWay); }
 
-  /// The page's work on a parameter, or nothing.
-  doing(name) {
-    const item = this.#find(name);
-    return item && (item.sent ? 'writing …' : 'waits to be written');
+  underWay(name) { return this.pending.findLast((write) => write.name === name); }
+
+  get asking() { return [...this.outcomes.values()].filter(({ is }) => is === 'asks'); }
+
+  /// What "Write all" would write.
+  get ready() {
+    return [...this.staged.values()].filter(({ name }) =>
+      !this.underWay(name) && this.outcomes.get(name)?.is !== 'asks');
   }
 
-  /// Adds a job: it writes pairs, and then the values that differ from `wanted`, a Map, because the
-  /// appliance may have corrected them. A waiting value is not sent twice.
-  addJob(pairs, wanted) {
-    for (const [name] of pairs) this.takeBack(name);
-    const items = pairs.filter(([name, value]) => this.#find(name)?.value !== value)
-      .map(([name, value]) => ({ name, value }));
-    this.jobs.push({ items, wanted, seen: this.values });
-  }
-
-  /// Gives the unsent items, maybe of one parameter only.
-  takeBack(only) {
-    const isTaken = ({ name, sent }) => !sent && (only ?? name) === name;
-    const taken = this.#items.filter(isTaken);
-    for (const job of this.jobs) {
-      job.items = job.items.filter((item) => !isTaken(item));
-      if (only) job.wanted?.delete(only);
-      else job.wanted = undefined;
+  /// Adds values to a job. A value under way is not sent twice.
+  add(job, drafts) {
+    for (const { name, value, over } of drafts) {
+      this.takeBack(name);
+      this.outcomes.delete(name);
+      if (this.underWay(name)?.value !== value) job.writes.push({ name, value, over, is: 'waiting' });
     }
-    return taken;
+    job.isOver = false;
+    this.jobs = [job, ...this.jobs.filter((other) => other !== job)]
+      .filter(({ isOver }, index) => index < jobLimit || !isOver);
   }
+
+  /// Drops the waiting writes, maybe of one parameter only. Their values stay staged.
+  takeBack(only) {
+    const isTaken = ({ name, is }) => is === 'waiting' && (only ?? name) === name;
+    for (const job of this.jobs) job.writes = job.writes.filter((write) => !isTaken(write));
+  }
+
+  /// Gives up the waiting writes.
+  giveUp(failure) {
+    for (const write of this.#writes.filter(({ is }) => is === 'waiting')) {
+      Object.assign(write, { is: 'not sent', failure });
+      this.setOutcome(write);
+    }
+  }
+
+  /// Drops a job without writes.
+  end(job) {
+    job.isOver = true;
+    this.jobs = this.jobs.filter(({ isOver, writes }) => !isOver || writes.length);
+  }
+
+  isSecret(name) { return 'secret' in (this.descriptions?.get(name) ?? {}); }
+
+  /// A value in other text. That of a secret is hidden.
+  shown(name, value) { return value && this.isSecret(name) ? '•••' : shown(value); }
+
+  /// The values without the secret ones.
+  get openValues() {
+    return new Map([...this.values].map(([name, value]) => [name, this.isSecret(name) ? '' : value]));
+  }
+
+  assign = ({ name, value }) => `${short(name)} = ${this.shown(name, value)}`;
 }

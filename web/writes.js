@@ -1,97 +1,134 @@
-// Carries out the jobs of the state: one after the other, each value after the answer to the one
-// before. The page loads this at the first sign of an operator.
+// Sends values: asks first where an operator must look, writes one after the other, and undoes.
 
 import { ApplianceError } from './appliance.js';
-import { assign, trim } from './dom.js';
+import { findAddress, findFault, moving } from './names.js';
+import { outcomeOfFailure } from './outcome.js';
+import { Job } from './state.js';
 
-/// Carries out the first job. `read` reads everything into the state and gives the trouble; `put`
-/// writes a value; `show` shows the state.
-export async function carryOut(state, read, put, show) {
-  const [job] = state.jobs;
-  if (!job.items.length) return;
-  const trouble = await read();
-  if (trouble) return giveUp(state, trouble);
-  settle(state);
-  job.before = state.values;
-  for (const name of job.wanted?.keys() ?? []) { // do not overwrite somebody else's write
-    if (job.seen.get(name) !== job.before.get(name)) state.takeBack(name);
-  }
-  while (await send(job, state, put, show)) {
-    if (await read()) return; // the next good read settles it
-    for (const [name, value] of job.wanted ?? []) {
-      if (state.values.get(name) !== value) job.items.push({ name, value });
-    }
-    job.wanted = undefined;
-  }
-  settle(state);
-}
+export class Writer {
+  #appliance;
+  #state;
+  #reader;
+  #queue;
+  #show;
 
-/// Gives whether there was anything to send.
-async function send(job, state, put, show) {
-  let item, hasSent = false;
-  while ((item = job.items.find(({ sent }) => !sent))) {
-    item.sent = true;
-    show();
+  constructor(appliance, state, reader, queue, show) {
+    this.#appliance = appliance;
+    this.#state = state;
+    this.#reader = reader;
+    this.#queue = queue;
+    this.#show = show;
+  }
+
+  /// Sends values, each as in `staged`, or asks an operator first. `isKnown`: the operator has seen
+  /// their faults.
+  write(drafts, job = new Job(), isKnown = false) {
+    if (!this.#state.mayWrite) return;
+    const ready = drafts.filter((draft) => {
+      const question = this.#questionOf(draft, isKnown);
+      if (question) this.#state.ask({ ...draft, ...question, job });
+      return !question;
+    });
+    this.#send(ready, job);
+  }
+
+  #questionOf({ name, value }, isKnown) {
+    const { values, descriptions } = this.#state;
+    const fault = !isKnown && findFault(descriptions.get(name), value);
+    if (fault) return { action: 'anyway', why: `is ${fault}` };
+    if (!moving.includes(name)) return undefined;
+    const address = findAddress(values, new Map([[name, value]]));
+    return { action: 'confirm', why: `may move the appliance to ${address}` };
+  }
+
+  /// Writes all staged values, except those in question. Other values of an imported file may change
+  /// with them.
+  writeAll() {
+    const { ready, staged, imported } = this.#state;
+    const all = imported.size ? [...imported, ...[...staged].map(([name, { value }]) => [name, value])] : [];
+    this.#state.imported = new Map();
+    this.write(ready, new Job(imported.size ? 'Import' : '', new Map(all)));
+  }
+
+  /// Writes the value in question.
+  confirm(name) {
+    const question = this.#state.outcomes.get(name);
+    if (question.action === 'confirm') this.#send([question], question.job);
+    else this.write([this.#renew(question)], question.job, true);
+  }
+
+  /// Writes all values in question; its address goes last, after its mask.
+  confirmAll() {
+    const asking = this.#state.asking.sort((a, b) => moving.indexOf(a.name) - moving.indexOf(b.name));
+    this.#send(asking.map((question) => this.#renew(question)), asking[0].job);
+  }
+
+  /// The operator has seen the stored value.
+  #renew(draft) { return { ...draft, over: this.#state.values.get(draft.name) }; }
+
+  /// Writes the former values of a job's own writes, the last one first, unless they have changed since.
+  /// Other changes are staged: they may be another client's.
+  undo(job) {
+    const { values } = this.#state;
+    const wanted = new Map([...job.lasting(values)].map(([name, { from }]) => [name, from]));
+    const undoing = new Job(`Undo of ${job.time}`, wanted);
+    const own = job.last.map(({ name }) => name).filter((name) => wanted.has(name)).reverse();
+    this.write(own.map((name) => ({ name, value: wanted.get(name), over: values.get(name) })), undoing, true);
+    if (own.length) return;
+    this.#state.stageRest(undoing);
+    this.#state.notice = { text: `${undoing.title}: nothing is written. What differs is staged.` };
+  }
+
+  #send(drafts, job) {
+    if (!drafts.length || !this.#state.mayWrite) return;
+    const moves = drafts.filter(({ name }) => moving.includes(name)).map(({ name, value }) => [name, value]);
+    if (moves.length) this.#state.moved = findAddress(this.#state.values, new Map(moves));
+    this.#reader.interrupt();
+    this.#state.add(job, drafts);
+    this.#queue(() => this.#carryOut(job));
+  }
+
+  /// Writes the waiting values of a job, each after the answer to the one before, and reads everything.
+  async #carryOut(job) {
+    const state = this.#state;
+    const next = () => job.writes.find(({ is }) => is === 'waiting');
     try {
-      item.reply = trim((await put(item.name, item.value)).reply);
+      const trouble = next() && await this.#reader.read();
+      if (trouble) state.giveUp(trouble);
+      if (!next()) return;
+      job.before = state.values;
+      for (let write = next(); write; write = next()) await this.#put(write, job);
+      this.#show();
+      await this.#reader.read(); // or the next good read settles it
     } catch (error) {
-      if (!(error instanceof ApplianceError)) throw error;
-      const { kind, message, status } = error;
-      item.sent = kind === 'broken' || kind === 'silent'; // and maybe stored
-      item.broke = message;
-      giveUp(state, message, kind === 'refused' && status !== 401 ? item.name : undefined);
-      if (!item.sent) continue;
-      judge(item, state);
+      state.giveUp('This page has a fault');
+      throw error;
+    } finally {
+      state.end(job);
     }
-    item.answered = true;
-    hasSent = true;
-    state.unsettled = job;
   }
-  return hasSent;
-}
 
-/// Tells the outcome of the last job, after a new read.
-export function settle(state) {
-  const { unsettled: job, values } = state;
-  if (!job) return;
-  state.unsettled = undefined;
-  const written = new Map(job.items.map((item) => [item.name, item]));
-  for (const item of written.values()) judge(item, state);
-  const changes = [...values].map(([name, to]) => ({ name, from: job.before.get(name) ?? to, to }))
-    .filter(({ from, to }) => from !== to)
-    .sort((a, b) => written.has(b.name) - written.has(a.name));
-  if (changes.length) state.undoable = { names: [...written.keys()], changes };
-  const [{ name, value }] = written.values();
-  const kept = [...written.values()].filter((item) => values.get(item.name) === item.value).length;
-  const more = changes.filter((change) => !written.has(change.name)).length;
-  const text = written.size > 1 ? `Stored: ${kept} of ${written.size} values.`
-    : `Stored${kept ? ':' : ' is'} ${assign(name, values.get(name))}.`;
-  state.told = { text: text + (more ? ` ${more} more changed with it.` : ''), changes };
-}
-
-/// Takes back what is not sent, maybe of one parameter only, and tells why. It stays staged.
-function giveUp(state, message, only) {
-  for (const { name, value } of state.takeBack(only)) {
-    state.outcomes.set(name, { value, note: 'not stored', passing: !only,
-      bad: `Not stored: ${assign(name, value)}. ${message}.` });
+  async #put(write, job) {
+    const state = this.#state;
+    const stored = state.values.get(write.name);
+    if (stored !== write.over && stored !== write.value) { // stored since the operator looked
+      job.writes = job.writes.filter((other) => other !== write);
+      state.ask({ ...write, action: 'anyway', job,
+        why: `would replace ${state.shown(write.name, stored)}, stored meanwhile` });
+      return;
+    }
+    write.is = 'writing';
+    this.#show();
+    try {
+      const answer = await this.#reader.await(this.#appliance.write(write.name, write.value));
+      Object.assign(write, { is: 'answered', reply: answer.reply });
+    } catch (error) {
+      Object.assign(write, { is: 'unknown', failure: error.message });
+      if (!(error instanceof ApplianceError)) throw error;
+      write.is = outcomeOfFailure(error);
+      state.mayWrite &&= !(error.status === 403 && error.message.includes('This user may not write'));
+      if (write.is !== 'refused' || !state.mayWrite) state.giveUp(error.message);
+    }
+    state.setOutcome(write);
   }
-}
-
-/// Tells the outcome of one value. It stays staged if the appliance complains.
-function judge({ name, value, reply, broke }, { values, staged, outcomes }) {
-  const what = assign(name, value);
-  const kept = values.get(name) === value;
-  const complaint = reply ? `The appliance complains about ${what}: ${reply}`
-    : broke && `The write of ${what} broke off. ${broke}.`;
-  if (staged.get(name) === value && (kept || !complaint)) staged.delete(name);
-  outcomes.set(name, { value, note: kept ? 'stored' : 'not stored',
-    bad: complaint || (kept ? '' : `The appliance has not kept ${what}.`) });
-}
-
-/// A job to undo the last one, its written values first. Later changes stay.
-export function planUndo({ values, undoable: { names, changes } }) {
-  const wanted = new Map(changes.filter(({ name, to }) => values.get(name) === to)
-    .map(({ name, from }) => [name, from]));
-  const first = names.filter((name) => wanted.has(name)).reverse();
-  return [first.length ? first.map((name) => [name, wanted.get(name)]) : [...wanted], wanted];
 }
