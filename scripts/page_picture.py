@@ -1,4 +1,4 @@
-"""Takes a picture of the page as a PNG. For scripts/isolate, as page_test.py.
+"""Takes a picture of the page as a PNG. For scripts/isolate, as tests/page_test.py.
 
 usage: page_picture.py BUILD-FOLDER FILE"""
 
@@ -7,7 +7,8 @@ import pathlib
 import sys
 import unittest
 
-from page_test import PageTest, wait_for
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / 'tests'))
+from page_test import PageTest, wait_for  # noqa: E402
 
 
 class Picture(PageTest):
