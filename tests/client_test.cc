@@ -106,7 +106,7 @@ TEST(UdsConnection, EndsEachRequestWithOneCarriageReturn) {
     for (const char* line : {"save", "apply\r", "line\n"}) connection.execute(line, reply);
     EXPECT_TRUE(connection.sendLine(""));
   }
-  EXPECT_EQ(daemon.requests(), (Strings{"save", "apply", "line\n"}));
+  EXPECT_EQ(daemon.requests(), "save\napply\nline\n\n");
 }
 
 /// A spent client fails every request and only trims the texts.
@@ -128,7 +128,7 @@ TEST(ConfigClient, EndsABatchAtTheFirstFailure) {
   EXPECT_TRUE(client.put({}, text) && text.empty());
   EXPECT_FALSE(client.put({{"/a", "1"}, {"/b", "2"}, {"/c", "3"}}, text));
   EXPECT_EQ(text, "one\r\ntw");
-  EXPECT_EQ(daemon.requests(), (Strings{"put /a 1", "put /b 2"}));
+  EXPECT_EQ(daemon.requests(), "put /a 1\nput /b 2\n");
   expectSpent(client, "kept", failure("UDS read failed", ECONNRESET));
   ChangeSet changes;
   EXPECT_FALSE(setIfChanged(client, changes, "/a", "1"));

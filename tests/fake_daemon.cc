@@ -11,6 +11,15 @@
 static const std::string prompt = "/> ";
 static const std::string unknown = "No such file or directory";
 
+int boundSocket(int type, const std::string& path) {
+  const int bound = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+  sockaddr_un address{AF_UNIX, ""};
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  unlink(address.sun_path);
+  EXPECT_EQ(bind(bound, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  return bound;
+}
+
 Answers answersFrom(Tree tree, Tree others) {
   return [tree, others](const std::string& line) {
     const bool isRead = line.rfind("ls ", 0) == 0;
@@ -24,10 +33,7 @@ Answers answersFrom(Tree tree, Tree others) {
 FakeDaemon::FakeDaemon(Answers theAnswers, std::size_t thePiece)
     : answers(std::move(theAnswers)),
       piece(thePiece),
-      listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  const sockaddr_un address{AF_UNIX, "/tmp/cffs_uds"};
-  unlink(address.sun_path);
-  EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+      listener(boundSocket(SOCK_STREAM, "/tmp/cffs_uds")) {
   EXPECT_EQ(listen(listener, 1), 0);
   server = std::thread([this] { serve(); });
 }
@@ -37,7 +43,7 @@ FakeDaemon::~FakeDaemon() {
   close(listener);
 }
 
-Strings FakeDaemon::requests() {
+std::string FakeDaemon::requests() {
   shutdown(listener, SHUT_RDWR);  // nobody has to have come
   if (server.joinable()) server.join();
   return lines;
@@ -50,6 +56,7 @@ void FakeDaemon::serve() {
   getsockopt(client, SOL_SOCKET, SO_PEERCRED, &peer, &size);
   process = peer.pid;
   char buffer[65536];
+  ssize_t received = 0;
   for (std::string line; client >= 0;) {
     const std::string answer = answers(line);
     const std::size_t step = piece == 0 ? answer.size() : piece;
@@ -60,12 +67,13 @@ void FakeDaemon::serve() {
     const std::size_t end = answer.rfind(prompt);
     if (end == std::string::npos || end + prompt.size() < answer.size()) break;
     // Take the request only now: unread bytes turn the close into a reset.
-    if (!line.empty()) recv(client, buffer, line.size() + 1, 0);
-    const ssize_t received = recv(client, buffer, sizeof buffer, MSG_PEEK);
+    if (received > 0) recv(client, buffer, static_cast<std::size_t>(received), 0);
+    received = recv(client, buffer, sizeof buffer, MSG_PEEK);
     if (received <= 0) break;
     line.assign(buffer, static_cast<std::size_t>(received));
-    line.resize(std::min(line.find('\r'), line.size()));
-    lines.push_back(line);
+    EXPECT_EQ(line.back(), '\r');
+    line.pop_back();
+    lines += line + '\n';
   }
   close(client);
 }

@@ -11,6 +11,9 @@
 using Strings = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;
 
+/// A socket bound to a path. What is there is removed.
+int boundSocket(int type, const std::string& path);
+
 /// The bytes that answer a request line, or, for an empty one, greet the client. Where they do not
 /// end with the prompt, the daemon goes away: the connection is reset.
 using Answers = std::function<std::string(const std::string& line)>;
@@ -28,8 +31,9 @@ class FakeDaemon {
   /// The connected process; for the answers.
   [[nodiscard]] pid_t client() const { return process; }
 
-  /// The request lines, without their terminators, once the client or the daemon has gone.
-  Strings requests();
+  /// The requests, each with a line feed for its terminator, once the client or the daemon has
+  /// gone.
+  std::string requests();
 
  private:
   void serve();
@@ -38,6 +42,6 @@ class FakeDaemon {
   std::size_t piece;
   int listener;
   pid_t process = -1;
-  Strings lines;
+  std::string lines;
   std::thread server;
 };

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,15 +11,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-
-static int bindLog() {
-  const int log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const sockaddr_un address{AF_UNIX, "/dev/log"};
-  unlink(address.sun_path);
-  EXPECT_TRUE(log >= 0 &&
-              bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
-  return log;
-}
 
 /// Starts a command in a process group of its own, and closes its ends of the pipes.
 static pid_t start(Strings command, int input, int output) {
@@ -41,16 +31,14 @@ static pid_t start(Strings command, int input, int output) {
   return process;
 }
 
-/// The exit status of `process`, or of any child; sets `process` to it.
-static int await(pid_t& process) {
-  int status = 0;
-  process = waitpid(process, &status, 0);
-  if (process < 0) return noProcess;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+static std::string readOnce(int file) {
+  std::string text(8192, '\0');
+  text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(file, &text[0], text.size()), 0)));
+  return text;
 }
 
 Response runProgram(const Request& request) {
-  const int log = bindLog();
+  const int log = boundSocket(SOCK_DGRAM | SOCK_NONBLOCK, "/dev/log");
   int in[2];
   int out[2];
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, in) + pipe2(out, O_CLOEXEC), 0);
@@ -58,51 +46,51 @@ Response runProgram(const Request& request) {
             static_cast<ssize_t>(request.body.size()));
   shutdown(in[1], SHUT_WR);
   Strings command{"env", "-i"};
-  const Strings emulator(*TEST_EMULATOR != '\0' ? 1 : 0, TEST_EMULATOR);
+  const Strings emulator(isEmulated ? 1 : 0, TEST_EMULATOR);
   for (const Strings& words : {request.environment, request.before, emulator, request.program}) {
     command.insert(command.end(), words.begin(), words.end());
   }
-  pid_t parent = start(std::move(command), in[0], out[1]);
-  request.whenStarted(parent);
+  siginfo_t parent{};
+  siginfo_t child{};
+  const pid_t started = start(std::move(command), in[0], out[1]);
+  request.whenStarted(started);
 
   std::string output;
   Strings messages;
-  char chunk[8192];
-  const auto readLog = [&] {
-    for (ssize_t size; (size = recv(log, chunk, sizeof chunk, MSG_DONTWAIT)) > 0;) {
-      messages.emplace_back(chunk, static_cast<std::size_t>(size));
-    }
-  };
-  for (ssize_t size = 1; size > 0;) {
+  for (bool isOpen = true; isOpen;) {
     pollfd ready[] = {{out[0], POLLIN, 0}, {log, POLLIN, 0}};
     poll(ready, 2, -1);
-    readLog();  // a full socket would block the program
-    if (ready[0].revents == 0) continue;
-    size = read(out[0], chunk, sizeof chunk);
-    output.append(chunk, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    if (ready[1].revents != 0) {  // first, as a full socket would block the program
+      messages.push_back(readOnce(log));
+    } else {
+      const std::string text = readOnce(out[0]);
+      output += text;
+      isOpen = !text.empty();
+    }
   }
   close(out[0]);
-  const int exitStatus = await(parent);
-  const bool isInputHeld = recv(in[1], chunk, 1, MSG_DONTWAIT) < 0 && errno == EAGAIN;
-  EXPECT_FALSE(isInputHeld);
+  waitid(P_PID, static_cast<id_t>(started), &parent, WEXITED);
+  char byte = 0;
+  EXPECT_FALSE(recv(in[1], &byte, 1, MSG_DONTWAIT) < 0 && errno == EAGAIN) << "the input is held";
   close(in[1]);
   // A web server may do so with its answer in hand. The child has its own session by then.
-  if (!output.empty()) kill(-parent, SIGKILL);
+  if (!output.empty()) kill(-started, SIGKILL);
   request.whenAnswered();
-  pid_t child = -1;
-  const int childExitStatus = await(child);  // ours, as scripts/isolate makes us process 1
-  readLog();
+  // Ours, as scripts/isolate makes us process 1.
+  if (waitid(P_ALL, 0, &child, WEXITED) != 0) child.si_status = noProcess;
+  for (std::string text; !(text = readOnce(log)).empty();) messages.push_back(text);
   close(log);
 
   const std::string name = " tzr4417.cgi[";
   for (std::string& message : messages) {
-    const std::size_t number = message.find(name) + name.size();
-    const pid_t logger = std::atoi(&message[number]);
-    const char* const who = logger == parent ? " parent " : logger == child ? " child " : " ? ";
+    const pid_t number = std::atoi(&message[message.find(name) + name.size()]);
+    const char* const who = number == parent.si_pid  ? " parent "
+                            : number == child.si_pid ? " child "
+                                                     : " ? ";
     // Up to a zero: uClibc sends the terminator too.
     message = message.substr(1, message.find('>') - 1) + who + &message[message.find("]: ") + 3];
   }
-  return {output, exitStatus, childExitStatus, messages};
+  return {output, parent.si_status, child.si_status, messages};
 }
 
 static const char* const traceFile = "/tmp/trace";

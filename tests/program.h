@@ -1,37 +1,31 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <functional>
-#include <ostream>
 #include <string>
 #include <tuple>
 
 #include "tests/fake_daemon.h"
 
+// Variables of a request's environment.
+inline const std::string post = "REQUEST_METHOD=POST";
+inline const std::string form = "CONTENT_TYPE=application/x-www-form-urlencoded";
+inline const std::string length = "CONTENT_LENGTH=";
+inline std::string query(const std::string& fields) { return "QUERY_STRING=" + fields; }
+
 /// The beginning of every JSON reply, and of every reply after a failure.
 inline const std::string json = "Content-Type: application/json\n\n";
 inline const std::string serverError = "HTTP/1.1 500 Internal Server Error\n\n";
 
+/// The outcome of one request, seen from outside: standard output and standard error; the exit
+/// status, and that of the detached child, or the number of the signal that ended it; and the log,
+/// in lines as "PRIORITY parent TEXT" or "PRIORITY child TEXT".
+using Response = std::tuple<std::string, int, int, Strings>;
+
 /// The exit status of a process that there was not.
 inline constexpr int noProcess = -1;
 
-/// The outcome of one request, seen from outside. An exit status is 128 and the signal's number
-/// after a signal.
-struct Response {
-  std::string output;  ///< standard output and standard error
-  int exitStatus = 0;
-  int childExitStatus = noProcess;  ///< of the detached child
-  Strings log;                      ///< lines as "PRIORITY parent TEXT" or "PRIORITY child TEXT"
-};
-
-inline auto members(const Response& r) {
-  return std::tie(r.output, r.exitStatus, r.childExitStatus, r.log);
-}
-inline bool operator==(const Response& a, const Response& b) { return members(a) == members(b); }
-inline void PrintTo(const Response& response, std::ostream* stream) {  // GoogleTest's name
-  *stream << testing::PrintToString(members(response));
-}
+/// Whether the tests are for another machine. strace does not work there.
+inline const bool isEmulated = *TEST_EMULATOR != '\0';
 
 /// One request, and how to run the program for it.
 struct Request {
@@ -54,13 +48,15 @@ Strings strace(const std::string& fault, const Strings& options = {});
 /// The number of lines with `text` in the trace of the last such run.
 std::size_t countInTrace(const std::string& text);
 
-/// A command to run the program under, without a standard input.
+// Commands to run the program under: it cannot fork, or has no standard input.
+inline const Strings withoutChild = strace("clone,fork,clone3:error=EAGAIN");
 inline const Strings withoutInput = {"/bin/sh", "-c", R"(exec "$0" "$@" <&-)"};
-
-inline std::string query(const std::string& fields) { return "QUERY_STRING=" + fields; }
 
 /// A response of the one process, with nothing logged.
 inline Response replied(const std::string& output) { return {output, 0, noProcess, {}}; }
+
+/// The usual one to a read of "/a" from {{"/a", "1"}}.
+inline const Response usual = replied(json + "{ \"\\/a\": \"1\" }\n");
 
 inline Response failed(const std::string& text) {
   const std::string output = serverError + "Exception " + text + "\n";
