@@ -3,8 +3,7 @@
 #include <sstream>
 
 Strings paths(const std::string& text) {
-  static const Tree folders = {{"all", ""},
-                               {"net", "/configuration/network/"},
+  static const Tree folders = {{"net", "/configuration/network/"},
                                {"enc", "/configuration/encoders/"},
                                {"in", "/configuration/inputs/"},
                                {"out", "/configuration/outputs/"},

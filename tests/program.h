@@ -45,11 +45,9 @@ Response runProgram(const Request& request);
 /// --inject.
 Strings strace(const std::string& fault, const Strings& options = {});
 
-/// The number of lines with `text` in the trace of the last such run.
-std::size_t countInTrace(const std::string& text);
+inline const std::string forkFails = "clone,fork,clone3:error=EAGAIN";
 
-// Commands to run the program under: it cannot fork, or has no standard input.
-inline const Strings withoutChild = strace("clone,fork,clone3:error=EAGAIN");
+/// A command to run the program under, without a standard input.
 inline const Strings withoutInput = {"/bin/sh", "-c", R"(exec "$0" "$@" <&-)"};
 
 /// A response of the one process, with nothing logged.

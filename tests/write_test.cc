@@ -4,7 +4,6 @@
 #include <future>
 
 #include "cgi/reply.h"
-#include "rules/rules.h"
 #include "tests/appliance.h"
 #include "tests/program.h"
 
@@ -53,7 +52,7 @@ TEST(Write, SendsAnyValueAsOneWord) {
       {"%0B", "\"\v\""}, {"%0C", "\"\f\""},   {"+x\"y", R"(" x"y")"}, {"x\"y", R"(x"y)"},
   };
   for (const auto& [field, value] : rows) checkWrite(applianceTree(), "/x", field, value);
-  const std::string mode = paths("in:video/mode")[0];
+  const std::string mode = "/configuration/inputs/video/mode";
   // Triggers nothing, and is logged as it came.
   EXPECT_EQ(checkWrite(applianceTree(), mode, "single+2", R"("single 2")"),
             setting + mode + " to single 2");
@@ -69,13 +68,11 @@ TEST(Write, PutsWhatDependsOnTheWrittenParameter) {
       {"net:subnet_mask=24", "net:ip_addr=10.1.2.3", ""},
       {"", "net:ip_addr=10.1.2", ""},
       {"", "net:subnet_mask=255.255.0.0", "net:broadcast_addr=192.168.255.255"},
-      {"", "net:subnet_mask=\"\"", ""},
       {"net:broadcast_addr=10.9.9.9", "net:x=1", ""},
       {"", "enc:venc1/frame_ctrl/rate=1", "enc:venc1/frame_ctrl/enable=no"},
       {"", "enc:vencX/frame_ctrl/rates=2", "enc:vencX/frame_ctrl/enable=yes"},
       {"", "enc:venc12/frame_ctrl/rate=1", ""},
       {"", "enc:venc1=1", ""},
-      {"", "rtsp:aenc=1", ""},
       {"", "out:rtsp/streams/stream2/aenc=2", toAudio2},
       {"", "out:rtsp/streams/stream10/aenc=2", ""},
       {"", "rtsp:aenc=off", "rtmp:aenc=off mux1:component2/encoder=off mux1:bitrate=4210526"},
@@ -95,13 +92,6 @@ TEST(Write, PutsWhatDependsOnTheWrittenParameter) {
       {"", "in:video/mode=double_2", ""},
       {"", "in:video/modes=single_2", ""},
   });
-
-  // The first 41 bytes of any name.
-  FakeDaemon daemon(answersFrom({}));
-  ConfigClient client;
-  ChangeSet changes;
-  applyFrameRateRule(client, changes, std::string(41, 'x') + "yz", "1");
-  EXPECT_EQ(changes, (ChangeSet{{std::string(41, 'x') + "enable", "no"}}));
 }
 
 TEST(Write, RestoresFixedSettingsThatHaveDrifted) {
@@ -252,13 +242,12 @@ TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
   const struct {
     Strings before;
     std::string output, thirdInLog;
-    std::size_t faults;
   } rows[] = {
-      {withoutInput, reply, "Applied", 0},
-      {{"sh", "-c", R"("$0" "$@" <&- >&- 2>&-; true)"}, "", "Applied", 0},
-      {{"bash", "--norc", "-c", R"(exec 3> >(:); wait $!; "$0" "$@" >&3)"}, "", "Applied", 0},
-      {withoutChild, reply, "12 ? Failed to fork child process, continuing in parent process", 1},
-      {strace("openat,open:error=EMFILE", {"-P/dev/null"}), reply, "Applied", 4},
+      {withoutInput, reply, "Applied"},
+      {{"sh", "-c", R"("$0" "$@" <&- >&- 2>&-; true)"}, "", "Applied"},
+      {{"bash", "--norc", "-c", R"(exec 3> >(:); wait $!; "$0" "$@" >&3)"}, "", "Applied"},
+      {strace(forkFails), reply, "12 ? Failed to fork child process, continuing in parent process"},
+      {strace("openat,open:error=EMFILE", {"-P/dev/null"}), reply, "Applied"},
   };
   for (const auto& row : rows) {
     if (row.before[0] == "strace" && isEmulated) continue;
@@ -269,7 +258,6 @@ TEST(Write, AppliesAndSavesWhateverTheSystemRefuses) {
     EXPECT_EQ(status, 0) << row.before.back();
     EXPECT_NE(log.at(2).find(row.thirdInLog), std::string::npos) << log.at(2);
     EXPECT_NE(daemon.requests().find("\nsave\n"), std::string::npos);
-    EXPECT_GE(countInTrace("(INJECTED"), row.faults) << row.before.back();
   }
 }
 
