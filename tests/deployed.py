@@ -59,9 +59,9 @@ class Appliance:
         digests = (hashlib.md5(f'{user}:encoder:secret'.encode()).hexdigest() for user in users)
         (folder / 'users').write_text(''.join(map('{}:encoder:{}\n'.format, users, digests)))
         password = subprocess.check_output(['busybox', 'httpd', '-m', 'secret'], text=True).strip()
-        self.adapt('lighttpd.conf', 'server.port = .*', f'server.port = {PORT}')
-        self.adapt('httpd.conf', '/:admin:.*', '\n'.join(f'/:{user}:{password}' for user in users))
-        self.adapt('tls.conf', 'server.port := .*', f'server.port := {PORT}')
+        self.adapt('lighttpd.conf', {'(server.port =) .*': fr'\1 {PORT}'})
+        self.adapt('tls.conf', {'(server.port :=) .*': fr'\1 {PORT}'})
+        self.adapt('httpd.conf', {'/:admin:.*': '\n'.join(f'/:{user}:{password}' for user in users)})
         user = ('-u', 'www-data') if os.getuid() == 0 else ()
         self.servers = {
             'lighttpd': ('lighttpd', '-D', '-f', folder / 'lighttpd.conf'),
@@ -69,22 +69,20 @@ class Appliance:
             'busybox httpd': ('busybox', 'httpd', '-f', '-p', PORT, '-r', 'encoder', *user,
                               '-c', folder / 'httpd.conf')}
 
-    def adapt(self, name, line, replacement):
-        text = (SHIPPED / name).read_text()
-        text = text.replace('/var/www', str(self.pages)).replace('/etc/tzr4417', str(self.folder))
-        text, count = re.subn(f'(?m)^{line}$', replacement, text)
-        assert count == 1, (name, line)
-        (self.folder / name).write_text(text)
+    def adapt(self, name, lines):
+        """Writes a shipped file for this folder, with `lines`, regular expressions, replaced."""
+        text = (SHIPPED / name).read_text().replace('/var/www', str(self.pages))
+        text = re.sub('/(etc|usr/lib)/tzr4417', str(self.folder), text)
+        for line, replacement in lines.items():
+            text, count = re.subn(f'(?m)^{line}$', replacement, text)
+            assert count == 1, (name, line)
+        (self.script if name.startswith('cgi-bin') else self.folder / name).write_text(text)
 
     def set_limits(self, **limits):
         """Writes the script anew, with `limits` in place of the shipped ones; 0 leaves one out."""
-        text = (SHIPPED / 'cgi-bin/tzr4417.cgi').read_text()
-        text = text.replace('/usr/lib/tzr4417', str(self.folder)).replace('# writer =', 'writer =')
-        for name, number in limits.items():
-            line = f'{name} = {number}' if number else '#'
-            text, count = re.subn(f'(?m)^{name} = .*$', line, text)
-            assert count == 1, name
-        self.script.write_text(text)
+        lines = {f'{name} = .*': f'{name} = {number}' if number else '#'
+                 for name, number in limits.items()}
+        self.adapt('cgi-bin/tzr4417.cgi', {'# (writer = .*)': r'\1', **lines})
 
     def serve(self, server, before=(), **options):
         """Starts a web server, under the command `before`. Only one may listen at a time."""

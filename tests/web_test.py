@@ -1,5 +1,5 @@
 """Asks the program with curl, behind lighttpd and behind busybox httpd, set up with the files of
-deploy/appliance; and how the simulator starts and ends. For scripts/isolate: it uses the daemon's socket.
+deploy/appliance; and the simulator. For scripts/isolate: it uses the daemon's socket.
 
 usage: web_test.py PROGRAM SIMULATOR TREE [OPTION-OF-UNITTEST...]"""
 
@@ -9,6 +9,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -76,6 +77,28 @@ class SimulatorTest(Test):
         SOCKET.touch()
         check_refusal('exists and is not a socket')
         SOCKET.unlink()
+
+    def test_answers_in_one_line_and_keeps_all_else_of_its_file(self):
+        self.tree.write_text('# top\n/x ""\n\n# below\n /y  \'y"\n# end\n')
+        self.start_simulator()
+        rows = (('ls /x', ''),
+                ('ls /z', 'No such file or directory\r\n'),
+                ('put /z 1', 'No such file or directory\r\n'),
+                ('put /x 2 3', 'Usage: put NAME VALUE\r\n'),
+                ('put /x "/> "', 'Value holds the prompt text\r\n'),
+                ('put /x "a\rb \n\'"', ''),
+                ('ls  "/x"', 'a\rb \n\'\r\n'),
+                ('ls /y', '\'y"\r\n'),
+                ('  ', ''),
+                ('quit', 'Unknown command\r\n'),
+                ('save', ''))
+        with socket.socket(socket.AF_UNIX) as client:
+            client.connect(str(SOCKET))
+            client.sendall(''.join(f'{request}\r' for request, _ in rows).encode())
+            client.shutdown(socket.SHUT_WR)
+            answers = client.makefile(newline='').read().split('/> ')
+        self.assertEqual(answers, ['Simulated appliance\r\n', *(answer for _, answer in rows), ''])
+        self.assertEqual(self.tree.read_bytes(), b'# top\n/x "a\rb \n\'"\n\n# below\n/y \'y"\n# end\n')
 
 
 class WebTest:
