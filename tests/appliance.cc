@@ -5,6 +5,8 @@
 Strings paths(const std::string& text) {
   static const Tree folders = {{"net", "/configuration/network/"},
                                {"enc", "/configuration/encoders/"},
+                               {"venc1", "/configuration/encoders/venc1/"},
+                               {"venc2", "/configuration/encoders/venc2/"},
                                {"in", "/configuration/inputs/"},
                                {"out", "/configuration/outputs/"},
                                {"mux1", "/configuration/outputs/ts/muxer/mux1/"},
@@ -44,11 +46,11 @@ Tree applianceTree() {
       "enc:aenc3/aac/bitrate=96000 mux1:mode=cbr mux1:component1/encoder=venc1 "
       "mux1:component2/encoder=aenc1 mux1:component3/encoder=off mux1:bitrate=4466526 "
       "mux2:mode=vbr mux2:component1/encoder=venc2 mux2:component2/encoder=aenc2 "
-      "mux2:component3/encoder=aenc3 mux2:bitrate=3493333 enc:venc1/input=in1 "
-      "enc:venc1/codec=h264 enc:venc1/h264/bitrate=4000000 enc:venc1/frame_ctrl/auto=yes "
-      "enc:venc1/frame_ctrl/enable=yes enc:venc1/text_overlay/copy_image=yes enc:venc2/input=in1 "
-      "enc:venc2/codec=h264 enc:venc2/h264/bitrate=4000000 enc:venc2/frame_ctrl/auto=yes "
-      "enc:venc2/frame_ctrl/enable=yes enc:venc2/text_overlay/copy_image=yes");
+      "mux2:component3/encoder=aenc3 mux2:bitrate=3493333 venc1:input=in1 venc1:codec=h264 "
+      "venc1:h264/bitrate=4000000 venc1:frame_ctrl/auto=yes venc1:frame_ctrl/enable=yes "
+      "venc1:text_overlay/copy_image=yes venc2:input=in1 venc2:codec=h264 "
+      "venc2:h264/bitrate=4000000 venc2:frame_ctrl/auto=yes venc2:frame_ctrl/enable=yes "
+      "venc2:text_overlay/copy_image=yes");
   all.merge(fixedSettings());
   return all;
 }

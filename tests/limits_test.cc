@@ -17,7 +17,6 @@
 #include "tests/program.h"
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 // qemu sets no such limit, and the sanitizer takes more address space than any.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -180,19 +179,18 @@ TEST(Limits, InterruptAProgramThatWaits) {
 }
 
 TEST(Limits, EndAProgramThatNothingInterrupts) {
-  const auto begin = Clock::now();
+  const auto begin = std::chrono::steady_clock::now();
   {
     FakeDaemon daemon([](const std::string&) { return ""; });  // the program reads for ever
     EXPECT_EQ(runScript("cpu_limit = 1", {{readA}}), (Response{"", SIGKILL, noProcess, {}}));
   }
   EXPECT_EQ(runInSilence("apply", "time_limit = 600\nchild_limit = 2", {writeX}),
             (Response{stored, 0, SIGALRM, {writer, setting}}));
-  EXPECT_GE(Clock::now() - begin, 1s + 2s);
   Strings before = withFullPipe;  // for a second wait, after the interrupted one
   before.insert(before.end(), {"env", "--block-signal", "--ignore-signal"});
   EXPECT_EQ(runInSilence("", "time_limit = 2", {{readA}, "", before}),
             (Response{"", SIGALRM, noProcess, {}}));
-  EXPECT_GE(Clock::now() - begin, 1s + 2s + 7s);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s + 2s + (2s + 5s));
 }
 
 TEST(Limits, LetWritesTakeTurns) {
