@@ -92,23 +92,21 @@ TEST(Limits, HoldForTheProgram) {
     for (const int ignored : {SIGTERM, SIGHUP}) kill(daemon.client(), ignored);
     return "1\r\n/> ";
   });
-  const std::string memory = hasMemoryLimit ? "memory_limit = 2000000\n" : "";
+  const std::string settings =
+      "\n\t # an indented comment\ncpu_limit=700\n process_limit\t= 9999 \r\nbody_limit = 7\n"
+      "time_limit = 2000000\nchild_limit = 2000000\n";
   EXPECT_EQ(
-      runScript("\n\t # an indented comment\n" + memory +
-                    "cpu_limit=700\n process_limit\t= 9999 \r\nbody_limit = 7\n"
-                    "time_limit = 2000000\nchild_limit = 2000000",
+      runScript(settings + (hasMemoryLimit ? "memory_limit = 2000000" : ""),
                 {{post, form, length + "7", "CGICC_MAX_CONTENTLENGTH=1", header + "x"}, "read=/a"}),
       usual);
-  EXPECT_NE(limits.find(" cpu time 700 700 "), std::string::npos) << limits;
-  EXPECT_NE(limits.find(" processes 9999 9999 "), std::string::npos) << limits;
-  if (!memory.empty()) {
-    EXPECT_NE(limits.find(" space 2048000000 2048000000 "), std::string::npos) << limits;
+  const char* const space = hasMemoryLimit ? " space 2048000000 2048000000 " : "";
+  for (const char* const limit : {" cpu time 700 700 ", " processes 9999 9999 ", space}) {
+    EXPECT_NE(limits.find(limit), std::string::npos) << limit << limits;
   }
 }
 
 TEST(Limits, AreRefusedByTheNumberOfTheLine) {
-  Request request{{readA}};
-  request.before = withoutInput;  // an error before the script's is none of its lines
+  Request request{{readA}, "", withoutInput};  // an error before the script's is none of its lines
   for (const std::string row : {"cpu_limit 6", "cpu_limits = 6", "cpu_limit = 6O", "cpu_limit = 0",
                                 "cpu_limit = 6 # seconds", "time_limit = 2000001", "cpu_limit = -1",
                                 "cpu_limit = ", "writer = ", "= 6"}) {
@@ -135,23 +133,23 @@ TEST(Limits, LetNoForgedRequestThrough) {
   const auto refused = [](const std::string& method) {
     return forbidden("No X-Requested-With header", method + " request without X-Requested-With");
   };
-  const std::string sixteen = length + "16";
-  const std::string write = "write=/a&value=2";
   const struct {
     Strings environment;
     Response response;
   } rows[] = {
-      {{post, form, sixteen, header}, refused("POST")},
-      {{post, form, sixteen, query("reads&read=/a")}, refused("POST")},
+      {{post, form, length + "7", header}, refused("POST")},
+      {{post, form, length + "7", query("reads&read=/a")}, refused("POST")},
       {{query("writes&read=/a")}, refused("nameless")},
-      {{post, form, sixteen, readA}, usual},
+      {{post, form, length + "7", readA}, usual},
       {{query("x&read=/a"), header + "x"}, usual},
   };
   for (const auto& [environment, response] : rows) {
     FakeDaemon daemon(answersFrom({{"/a", "1"}}));
-    EXPECT_EQ(runScript("", {environment, write}), response) << testing::PrintToString(environment);
+    EXPECT_EQ(runScript("", {environment, "write=a"}), response)
+        << testing::PrintToString(environment);
   }
-  EXPECT_EQ(runScript("time", {{post, form, sixteen}, write}), failed("Cannot set line 2"));
+  EXPECT_EQ(runScript("time", {{post, form, length + "7"}, "write=a"}),
+            failed("Cannot set line 2"));
 }
 
 TEST(Limits, InterruptAProgramThatWaits) {

@@ -73,12 +73,11 @@ Response runProgram(const Request& request) {
 
   const std::string name = " tzr4417.cgi[";
   for (std::string& message : messages) {
-    const pid_t number = std::atoi(&message[message.find(name) + name.size()]);
-    const char* const who = number == parent.si_pid  ? " parent "
-                            : number == child.si_pid ? " child "
-                                                     : " ? ";
+    const pid_t pid = std::atoi(&message[message.find(name) + name.size()]);
+    const char* const who = pid == parent.si_pid ? "parent" : pid == child.si_pid ? "child" : "?";
     // Up to a zero: uClibc sends the terminator too.
-    message = message.substr(1, message.find('>') - 1) + who + &message[message.find("]: ") + 3];
+    const char* const text = &message[message.find("]: ") + 3];
+    message = message.substr(1, message.find('>') - 1) + " " + who + " " + text;
   }
   return {output, parent.si_status, child.si_status, messages};
 }

@@ -5,37 +5,31 @@
 #include "tests/program.h"
 
 TEST(Program, AnswersReads) {
-  const Tree stored{
-      {"/a", "1"}, {"/b", "\"2\"\n\\"}, {"/c", "No such file or directory!"}, {"/\t", ""}};
-  const struct {
-    const char *fields, *body, *requests;
-  } rows[] = {
-      {"READ=/a&read=/b", R"({ "\/a": "1" })", "ls /a\n"},
-      {"read=/a&write=/a&value=2", R"({ "\/a": "1" })", "ls /a\n"},
-      {"x=1&read=,/a,", R"({ "\/a": "1" })", "ls /a\n"},
-      {"read=/a,%0D%0A/b", R"({ "\/a": "1", "\/b": "\"2\"\n\\" })", "ls /a\nls /b\n"},
-      {"read=/a,/a", R"({ "\/a": "1", "\/a": "1" })", "ls /a\nls /a\n"},
-      {"read=/c", R"({ "\/c": "No such file or directory!" })", "ls /c\n"},
-      {"read=/%09", R"({ "\/\t": "" })", "ls /\t\n"},
-      {"read=/x, /a,/\"x,/x", R"({ "invalid": [ "/x", " /a", "/"x", "/x" ] })",
-       "ls /x\nls /\"x\nls /x\n"},
-      {"read=/x,/a", R"({ "\/a": "1", "invalid": [ "/x" ] })", "ls /x\nls /a\n"},
-      {"read=+", R"({ "invalid": [ " " ] })", ""},
-      {"read=,", "", ""},
+  const Tree stored{{"/a", "1"}, {"/b", "\"2\"\n\\"},   {"/c", "No such file or directory!"},
+                    {"/\t", ""}, {" /a", "never sent"}, {" ", "never sent"}};
+  const std::pair<const char*, const char*> rows[] = {
+      {"READ=/a&read=/b", R"({ "\/a": "1" })"},
+      {"read=/a&write=/a&value=2", R"({ "\/a": "1" })"},
+      {"x=1&read=,/a,", R"({ "\/a": "1" })"},
+      {"read=/a,%0D%0A/b", R"({ "\/a": "1", "\/b": "\"2\"\n\\" })"},
+      {"read=/a,/a", R"({ "\/a": "1", "\/a": "1" })"},
+      {"read=/c", R"({ "\/c": "No such file or directory!" })"},
+      {"read=/%09", R"({ "\/\t": "" })"},
+      {"read=/x, /a,/\"x,/x", R"({ "invalid": [ "/x", " /a", "/"x", "/x" ] })"},
+      {"read=/x,/a", R"({ "\/a": "1", "invalid": [ "/x" ] })"},
+      {"read=+", R"({ "invalid": [ " " ] })"},
+      {"read=,", ""},
   };
-  for (const auto& [fields, body, requests] : rows) {
+  for (const auto& [fields, body] : rows) {
     FakeDaemon daemon(answersFrom(stored));
     EXPECT_EQ(runProgram({{query(fields)}}), replied(json + body + (*body == '\0' ? "" : "\n")))
         << fields;
-    EXPECT_EQ(daemon.requests(), requests) << fields;
   }
 }
 
 TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
-  const Response none = replied("");
   const Response tooLong{"", 1, noProcess, {}};
   const std::string noNames = "11 parent No parameter names in read request";
-  const Response empty{"HTTP/1.1 400 Bad Request\n\n", 0, noProcess, {noNames}};
   const std::string readA = query("read=/a");
   const std::string limit = "CGICC_MAX_CONTENTLENGTH=";
   const struct {
@@ -51,9 +45,9 @@ TEST(Program, TakesItsFieldsFromEveryKindOfRequest) {
       {{length + "1", limit + "x", readA}, "", usual},
       {{post, limit + "x", readA}, "", usual},
       {{post, form, length + "9"}, "read=/a", failed("I/O error")},
-      {{query("read=")}, "", empty},
-      {{query("write=/a")}, "", none},
-      {{query("value=1&reads=/a")}, "", none},
+      {{query("read=")}, "", {"HTTP/1.1 400 Bad Request\n\n", 0, noProcess, {noNames}}},
+      {{query("write=/a")}, "", replied("")},
+      {{query("value=1&reads=/a")}, "", replied("")},
   };
   for (const auto& [environment, body, response] : rows) {
     FakeDaemon daemon(answersFrom({{"/a", "1"}}));
