@@ -11,6 +11,18 @@
 using Strings = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;
 
+// The tests write parameters short, several in one text: "net:ip_addr=10.0.0.1 enc:aenc3/codec".
+// Before the colon stands net, enc, venc1, venc2, in, out, mux1, mux2, or stream 1: rtsp, rtmp.
+
+Tree tree(const std::string& text);
+Strings paths(const std::string& text);
+
+/// A configuration in accord with every rule: a write changes the named parameter alone.
+Tree applianceTree();
+
+/// The pinned ones of these parameters.
+Tree fixedSettings();
+
 /// A socket bound to a path. What is there is removed.
 int boundSocket(int type, const std::string& path);
 
@@ -31,8 +43,7 @@ class FakeDaemon {
   /// The connected process; for the answers.
   [[nodiscard]] pid_t client() const { return process; }
 
-  /// The requests, each with a line feed for its terminator, once the client or the daemon has
-  /// gone.
+  /// The requests, a line feed for each terminator, once the client or the daemon has gone.
   std::string requests();
 
  private:

@@ -13,7 +13,6 @@
 #include <fstream>
 #include <future>
 
-#include "tests/appliance.h"
 #include "tests/program.h"
 
 using namespace std::chrono_literals;
@@ -33,11 +32,11 @@ static const std::string setting = "14 parent Setting parameter /x to 1";
 static const std::string saved = "14 child Applied and saved the parameter settings";
 static const std::string stored = json + R"({ "write": "\/x", "value": "1", "reply": "" })" + "\n";
 
-// A command to run the program under. It holds the other end of the full pipe itself.
-static const Strings withFullPipe{
-    "bash", "--norc", "-c",
-    "rm -f /tmp/pipe; mkfifo /tmp/pipe; exec 3<>/tmp/pipe; "
-    "dd if=/dev/zero of=/tmp/pipe oflag=nonblock 2>/dev/null; exec \"$0\" \"$@\" >&3"};
+// A command to run the program under, deaf to signals. It holds the other end of the full pipe.
+static const Strings withFullPipe{"bash", "--norc", "-c",
+                                  "rm -f /tmp/pipe; mkfifo /tmp/pipe; exec 3<>/tmp/pipe; "
+                                  "dd if=/dev/zero of=/tmp/pipe oflag=nonblock 2>/dev/null; "
+                                  "exec env --block-signal --ignore-signal \"$0\" \"$@\" >&3"};
 
 static Response forbidden(const std::string& reason, const std::string& refused) {
   const std::string head = "HTTP/1.1 403 Forbidden\nContent-Type: text/plain\n\n";
@@ -184,16 +183,13 @@ TEST(Limits, EndAProgramThatNothingInterrupts) {
   }
   EXPECT_EQ(runInSilence("apply", "time_limit = 600\nchild_limit = 2", {writeX}),
             (Response{stored, 0, SIGALRM, {writer, setting}}));
-  Strings before = withFullPipe;  // for a second wait, after the interrupted one
-  before.insert(before.end(), {"env", "--block-signal", "--ignore-signal"});
-  EXPECT_EQ(runInSilence("", "time_limit = 2", {{readA}, "", before}),
+  EXPECT_EQ(runInSilence("", "time_limit = 2", {{readA}, "", withFullPipe}),  // waits twice
             (Response{"", SIGALRM, noProcess, {}}));
   EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s + 2s + (2s + 5s));
 }
 
 TEST(Limits, LetWritesTakeTurns) {
-  runScript("", {});
-  const int turn = open(script, O_RDONLY | O_CLOEXEC);
+  const int turn = open(script, O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
   EXPECT_EQ(flock(turn, LOCK_SH), 0);
   {
     FakeDaemon daemon(answersFrom({{"/a", "1"}}));

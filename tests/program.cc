@@ -35,8 +35,7 @@ Response runProgram(const Request& request) {
   const int log = boundSocket(SOCK_DGRAM | SOCK_NONBLOCK, "/dev/log");
   int ends[2];
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-  EXPECT_EQ(write(ends[0], request.body.data(), request.body.size()),
-            static_cast<ssize_t>(request.body.size()));
+  EXPECT_GE(write(ends[0], request.body.data(), request.body.size()), 0);
   shutdown(ends[0], SHUT_WR);
   Strings command{"env", "-i"};
   const Strings emulator(isEmulated ? 1 : 0, TEST_EMULATOR);

@@ -4,7 +4,6 @@
 #include <future>
 
 #include "cgi/reply.h"
-#include "tests/appliance.h"
 #include "tests/program.h"
 
 static const std::string setting = "14 parent Setting parameter ";
@@ -59,11 +58,9 @@ TEST(Write, SendsAnyValueAsOneWord) {
 }
 
 TEST(Write, PutsWhatDependsOnTheWrittenParameter) {
-  const char* const broadcast = "net:broadcast_addr=10.1.2.255";
-  const char* const toAudio2 = "rtmp:aenc=2 mux1:component2/encoder=aenc2 mux1:bitrate=4338526";
   checkRows({
       {"net:subnet_mask=255.0.255.0", "net:ip_addr=10.1.2.3", "net:broadcast_addr=10.255.2.255"},
-      {"net:broadcast_addr=10.1.02.255", "net:ip_addr=10.1.2.3", broadcast},
+      {"net:broadcast_addr=10.1.02.255", "net:ip_addr=10.1.2.3", "net:broadcast_addr=10.1.2.255"},
       {"net:subnet_mask=24", "net:ip_addr=10.1.2.3", ""},
       {"", "net:ip_addr=10.1.2", ""},
       {"", "net:subnet_mask=255.255.0.0", "net:broadcast_addr=192.168.255.255"},
@@ -72,7 +69,8 @@ TEST(Write, PutsWhatDependsOnTheWrittenParameter) {
       {"", "enc:vencX/frame_ctrl/rates=2", "enc:vencX/frame_ctrl/enable=yes"},
       {"", "enc:venc12/frame_ctrl/rate=1", ""},
       {"", "enc:venc1=1", ""},
-      {"", "out:rtsp/streams/stream2/aenc=2", toAudio2},
+      {"", "out:rtsp/streams/stream2/aenc=2",
+       "rtmp:aenc=2 mux1:component2/encoder=aenc2 mux1:bitrate=4338526"},
       {"", "out:rtsp/streams/stream10/aenc=2", ""},
       {"", "rtsp:aenc=off", "rtmp:aenc=off mux1:component2/encoder=off mux1:bitrate=4210526"},
       {"", "rtmp:aenc=2", ""},
@@ -111,7 +109,6 @@ TEST(Write, SwitchesTheVideoEncodersByRoutingAndCodecs) {
       {"", "venc2:codec=mjpeg", copyOnly},
       {"venc1:codec=H264", "net:x=1", copyOnly},
       {"", "mux2:component1/encoder=venc1", neither},
-      {"", "venc1:frame_ctrl/auto=no", ""},
   });
 }
 
@@ -123,7 +120,6 @@ TEST(Write, AddsUpWhatEachMultiplexerCarriesIn32Bits) {
       {"enc:aenc30/aac/bitrate=1", "mux1:component3/encoder=aenc30", "mux1:bitrate=4466528"},
       {"enc:aenc/bitrate=1", "mux1:component2/encoder=aenc", "mux1:bitrate=4210528"},
       {"enc:xaenc/bitrate=1", "mux1:component2/encoder=xaenc", "mux1:bitrate=4210526"},
-      {"enc:xvenc/codec=h264 enc:xvenc/h264/bitrate=999", "mux1:component3/encoder=xvenc", ""},
       {"", "mux1:component3/encoder=venc2", "mux1:bitrate=8677052"},
       {"mux1:component1/encoder=venc3 enc:venc3/h264/bitrate=999 mux1:bitrate=1",
        "mux1:component3/encoder=venc1", "mux1:bitrate=4466526"},
@@ -154,7 +150,6 @@ TEST(Write, RefusesWhatItCannotPut) {
       {"write=/a&value=%0D\"", "Line break and double quote in value"},
       {"write=/a&value=\"x%0A", "Line break and double quote in value"},
       {"write=/configuration/encoders/venc&value=1", "basic_string"},  // and more, by the library
-      {"write=/configuration/outputs/rtsp/streams/stream&value=1", "basic_string"},
       {"write=/configuration/inputs/video/mode&value=single", "basic_string"},
   };
   for (const auto& [fields, text] : rows) {
@@ -251,9 +246,9 @@ TEST(Write, EndsWithoutANullDeviceForAClosedStream) {
   for (const char* const closed : {"<&-", ">&-", "2>&-"}) {
     const Strings shell{"-P/dev/null", "/bin/sh", "-c", std::string(R"(exec "$0" "$@" )") + closed};
     const Strings before = strace("openat,open:error=ENOENT", shell);
-    const auto [output, status, childStatus, log] =
-        runProgram({{query("write=/x&value=1")}, "", before});
-    EXPECT_EQ(output, *closed == '>' ? "" : serverError + "Exception " + text + "\n") << closed;
-    EXPECT_EQ(log, Strings{"11 ? Caught exception " + text}) << closed;
+    const std::string output = *closed == '>' ? "" : serverError + "Exception " + text + "\n";
+    EXPECT_EQ(runProgram({{query("write=/x&value=1")}, "", before}),
+              Response(output, 0, noProcess, {"11 ? Caught exception " + text}))
+        << closed;
   }
 }
