@@ -27,7 +27,7 @@ static pid_t start(Strings command, int streams) {
 
 static std::string readOnce(int file) {
   std::string text(8192, '\0');
-  text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(file, &text[0], text.size()), 0)));
+  text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(file, text.data(), text.size()), 0)));
   return text;
 }
 

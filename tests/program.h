@@ -45,6 +45,7 @@ Response runProgram(const Request& request);
 /// --inject.
 Strings strace(const std::string& fault, const Strings& options = {});
 
+/// The fault of a system that starts no more processes.
 inline const std::string forkFails = "clone,fork,clone3:error=EAGAIN";
 
 /// A command to run the program under, without a standard input.
