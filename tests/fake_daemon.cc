@@ -14,7 +14,8 @@ static const std::string prompt = "/> ";
 static const std::string unknown = "No such file or directory";
 
 Strings paths(const std::string& text) {
-  static const Tree folders = {{"net", "/configuration/network/"},
+  static const Tree folders = {{"all", ""},
+                               {"net", "/configuration/network/"},
                                {"enc", "/configuration/encoders/"},
                                {"venc1", "/configuration/encoders/venc1/"},
                                {"venc2", "/configuration/encoders/venc2/"},

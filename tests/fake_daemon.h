@@ -12,7 +12,8 @@ using Strings = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;
 
 // The tests write parameters short, several in one text: "net:ip_addr=10.0.0.1 enc:aenc3/codec".
-// Before the colon stands net, enc, venc1, venc2, in, out, mux1, mux2, or stream 1: rtsp, rtmp.
+// Before the colon stands net, enc, venc1, venc2, in, out, mux1, mux2, or stream 1: rtsp, rtmp; or
+// all with a whole path.
 
 Tree tree(const std::string& text);
 Strings paths(const std::string& text);
