@@ -64,6 +64,7 @@ export class State {
   #settleLate(write, from) {
     const { name, value } = write;
     write.is = 'stored';
+    this.#renewLater(write);
     this.jobs.find(({ writes }) => writes.includes(write))?.changes.set(name, { from, to: value });
   }
 
@@ -93,7 +94,15 @@ export class State {
     if (this.staged.get(name)?.value === value && (write.is === 'stored' || !(reply || failure))) {
       this.staged.delete(name);
     }
+    if (write.is === 'stored') this.#renewLater(write);
     this.setOutcome(write);
+  }
+
+  /// Values typed or waiting since before this page stored another one replace its own value, not a
+  /// colleague's.
+  #renewLater({ name, value, over }) {
+    const later = [this.staged.get(name), ...this.#writes.filter(({ is }) => is === 'waiting')];
+    for (const draft of later) if (draft?.name === name && draft.over === over) draft.over = value;
   }
 
   /// Shows a write in its row, but keeps a newer question there.
