@@ -21,9 +21,8 @@ export class Report {
   show() {
     const state = this.#state;
     const complaints = this.#complaints;
-    const { staged, asking, pending, ready, jobs, notice, moved, isBusy, former } = state;
-    const unwritten = [...staged.keys()].filter((name) => !state.underWay(name)).length;
-    setContent(part('staged'), unwritten && `${unwritten} not written`);
+    const { unwritten, asking, pending, ready, jobs, notice, moved, isBusy, former } = state;
+    setContent(part('staged'), unwritten.length && `${unwritten.length} not written`);
     setContent(part('wrong'), ...complaints.map(paragraph));
     setContent(part('progress'), this.#progress);
     setContent(part('asking'), asking.length && 'To be confirmed:', this.#list(asking.map(({ name, value, why }) =>
@@ -38,7 +37,7 @@ export class Report {
     const isShown = {
       'write-all': ready.length,
       'confirm-all': asking.length > 1,
-      'discard': unwritten,
+      'discard': unwritten.length,
       'take-back': pending.some(({ is }) => is === 'waiting'),
       'clear': former.size || complaints.length || text || moved || jobs.some(({ isOver }) => isOver),
     };

@@ -161,11 +161,19 @@ export class State {
 
   get asking() { return [...this.outcomes.values()].filter(({ is }) => is === 'asks'); }
 
-  /// What "Write all" would write.
-  get ready() {
-    return [...this.staged.values()].filter(({ name }) =>
-      !this.underWay(name) && this.outcomes.get(name)?.is !== 'asks');
+  /// The staged values that are not being written.
+  get unwritten() {
+    return [...this.staged.values()].filter(({ name, value }) => this.underWay(name)?.value !== value);
   }
+
+  /// The last write or question of a parameter, unless another value was typed since.
+  outcomeOf(name) {
+    const outcome = this.underWay(name) ?? this.outcomes.get(name);
+    return (this.staged.get(name) ?? outcome)?.value === outcome?.value ? outcome : undefined;
+  }
+
+  /// What "Write all" would write.
+  get ready() { return this.unwritten.filter(({ name }) => this.outcomes.get(name)?.is !== 'asks'); }
 
   /// Adds values to a job. A value under way is not sent twice.
   add(job, drafts) {

@@ -59,12 +59,12 @@ export class Table {
   }
 
   show() {
-    const { values, staged, outcomes, former, elsewhere } = this.#state;
+    const { values, staged, former, elsewhere } = this.#state;
     const isFirst = !this.#rows.size;
     if (this.#rows.size !== values.size) this.#fill(values.keys());
     for (const [name, value] of values) {
       this.#rows.get(name).show({ value, staged: staged.get(name)?.value, former: former.get(name),
-        elsewhere: elsewhere.has(name), outcome: this.#state.underWay(name) ?? outcomes.get(name),
+        elsewhere: elsewhere.has(name), outcome: this.#state.outcomeOf(name),
         shown: (some) => this.#state.shown(name, some) });
     }
     this.#hideRows();
