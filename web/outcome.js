@@ -33,7 +33,8 @@ export function outcomeOfFailure({ kind }) {
 }
 
 /// Whether the outcome is still true of the `stored` value.
-export function isStillTrue({ is, value }, stored) {
+export function isStillTrue({ is, value, isConflict, over }, stored) {
+  if (isConflict) return value !== stored && over !== stored;
   if (is === 'stored') return value === stored;
   return isUnderWay({ is }) || is === 'unknown' || value !== stored;
 }

@@ -56,6 +56,7 @@ export class State {
       else if (value !== seen) this.#noteElsewhere(name, seen, value);
       if (this.staged.get(name)?.value === value && !this.underWay(name)) this.staged.delete(name);
       if (outcome && !isStillTrue(outcome, value)) this.outcomes.delete(name);
+      else if (outcome?.isConflict) this.askToReplace(outcome, value);
     }
     this.values = values;
   }
@@ -133,6 +134,12 @@ export class State {
     const { name, value, over } = question;
     this.staged.set(name, { name, value, over });
     this.outcomes.set(name, { ...question, is: 'asks' });
+  }
+
+  /// Asks before a value is written over one stored since the operator looked.
+  askToReplace(question, stored) {
+    const why = `would replace ${this.shown(question.name, stored)}, stored meanwhile`;
+    this.ask({ ...question, action: 'anyway', isConflict: true, why });
   }
 
   /// The former values of changed parameters.

@@ -64,7 +64,7 @@ export class Writer {
   }
 
   /// The operator has seen the stored value.
-  #renew(draft) { return { ...draft, over: this.#state.values.get(draft.name) }; }
+  #renew({ name, value }) { return { name, value, over: this.#state.values.get(name) }; }
 
   /// Writes the former values of a job's own writes, the last one first, unless they have changed since.
   /// Other changes are staged: they may be another client's.
@@ -113,8 +113,7 @@ export class Writer {
     const stored = state.values.get(write.name);
     if (stored !== write.over && stored !== write.value) { // stored since the operator looked
       job.writes = job.writes.filter((other) => other !== write);
-      state.ask({ ...write, action: 'anyway', job,
-        why: `would replace ${state.shown(write.name, stored)}, stored meanwhile` });
+      state.askToReplace({ ...write, job }, stored);
       return;
     }
     write.is = 'writing';
