@@ -190,6 +190,7 @@ export class State {
       if (this.underWay(name)?.value !== value) job.writes.push({ name, value, over, is: 'waiting' });
     }
     job.isOver = false;
+    this.notice = {}; // "Nothing is written yet"
     this.jobs = [job, ...this.jobs.filter((other) => other !== job)]
       .filter(({ isOver }, index) => index < jobLimit || !isOver);
   }
