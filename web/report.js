@@ -53,10 +53,10 @@ export class Report {
 
   get #progress() {
     const { pending, isBusy, assign } = this.#state;
-    const [now, ...waiting] = pending.filter(({ is }) => is !== 'answered').map(assign);
     if (!isBusy) return '';
-    if (!now) return 'Reading what is stored …';
-    return `Writing ${now} …${waiting.length ? ` Then ${waiting.join(', ')}.` : ''}`;
+    const [now] = pending.filter(({ is }) => is === 'writing').map(assign);
+    const waiting = pending.filter(({ is }) => is === 'waiting').map(assign);
+    return `${now ? `Writing ${now}` : 'Reading what is stored'} …${waiting.length ? ` Then ${waiting.join(', ')}.` : ''}`;
   }
 
   /// The list of the page's writes: the newest is open.
