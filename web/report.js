@@ -83,8 +83,9 @@ export class Report {
   }
 
   #showEntry(job, { headline, undo, content }) {
-    const { assign, values, mayWrite } = this.#state;
-    const { title, time, last, changes, rest } = job;
+    const { assign, values, staged, mayWrite } = this.#state;
+    const { title, time, last, changes } = job;
+    const rest = job.rest.filter(([name, value]) => staged.get(name)?.value === value).map(([name]) => short(name));
     const written = new Set(last.map(({ name }) => name));
     const lines = [...changes].map(([name, change]) => ({ name, ...change }))
       .filter(({ from, to }) => from !== to)
@@ -94,7 +95,7 @@ export class Report {
       more && ` ${more} more changed meanwhile.`);
     const failed = last.length > 1 ? last.filter(({ is }) => is !== 'stored') : [];
     setContent(content, ...failed.map((write) => paragraph(summaryOf([write], assign))),
-      rest.length && paragraph(`Staged, because they still differ: ${rest.map(([name]) => short(name)).join(', ')}.`),
+      rest.length && paragraph(`Staged, because they still differ: ${rest.join(', ')}.`),
       this.#list(lines, values));
     undo.hidden = !mayWrite || last.some(isUnderWay) || !job.lasting(values).size;
   }
