@@ -1,7 +1,7 @@
 // The report: staged values, questions, failures, the page's writes, and changes by others.
 
 import { make, part, setContent, short } from './dom.js';
-import { complaintOf, isUnderWay, summaryOf } from './outcome.js';
+import { complaintOf, isUnderWay, isUnread, summaryOf } from './outcome.js';
 
 const button = (action) => part('result').querySelector(`.bar [data-action="${action}"]`);
 
@@ -21,7 +21,7 @@ export class Report {
   show() {
     const state = this.#state;
     const complaints = this.#complaints;
-    const { unwritten, asking, pending, ready, jobs, notice, moved, isBusy, former } = state;
+    const { unwritten, asking, pending, ready, jobs, notice, moved, isBusy, former, outcomes } = state;
     setContent(part('staged'), unwritten.length && `${unwritten.length} not written`);
     setContent(part('wrong'), ...complaints.map(paragraph));
     setContent(part('progress'), this.#progress);
@@ -39,7 +39,8 @@ export class Report {
       'confirm-all': asking.length > 1,
       'discard': unwritten.length,
       'take-back': pending.some(({ is }) => is === 'waiting'),
-      'clear': former.size || complaints.length || text || moved || jobs.some(({ isOver }) => isOver),
+      'clear': former.size || text || moved || jobs.some(({ isSettled }) => isSettled)
+        || [...outcomes.values()].some((outcome) => complaintOf(outcome, '') && !isUnread(outcome)),
     };
     for (const [action, is] of Object.entries(isShown)) button(action).hidden = !is;
     setContent(button('confirm-all'), `Write all ${asking.length} to be confirmed`);

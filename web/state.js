@@ -25,6 +25,8 @@ export class Job {
   /// The last write of each parameter.
   get last() { return [...new Map(this.writes.map((write) => [write.name, write])).values()]; }
 
+  get isSettled() { return this.isOver && !this.writes.some(isUnread); }
+
   /// The changes still in force.
   lasting(values) {
     return new Map([...this.changes].filter(([name, { from, to }]) => from !== to && values.get(name) === to));
@@ -148,11 +150,12 @@ export class State {
     return new Map([...changed, ...this.elsewhere]);
   }
 
+  /// A write whose outcome is unknown stays.
   clearMarks() {
     this.#baseline = new Map(this.values);
     this.elsewhere.clear();
-    this.outcomes.clear();
-    this.jobs = this.jobs.filter(({ isOver }) => !isOver);
+    this.outcomes = new Map([...this.outcomes].filter(([, outcome]) => isUnread(outcome)));
+    this.jobs = this.jobs.filter(({ isSettled }) => !isSettled);
     this.notice = {};
     this.moved = '';
   }
