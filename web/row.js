@@ -17,9 +17,9 @@ export class Row {
   /// `anyway`, `confirm`.
   constructor(name, folder, about, act) {
     const { unit = '', help = '', label = '' } = about;
-    const isText = 'read-only' in about;
     this.#note = make('span', { class: 'note', id: `note:${name}` });
     this.#field = makeField(name, about);
+    const isText = this.#field.tagName === 'SPAN';
     this.#buttons = ['write', 'cancel'].map((action) => make('button', { 'data-action': action }, 'Discard'));
     const rest = short(name).slice(folder.length + 1).replaceAll('/', '/\u200b');
     this.element = make('div', { 'class': 'row', 'data-name': name },
@@ -89,11 +89,16 @@ function makeField(name, about) {
   const { unit = '', label = '' } = about;
   const choices = listChoices(about);
   const attributes = { 'id': name, 'class': 'value', 'aria-describedby': `note:${name} help:${name}` };
-  if ('read-only' in about) return make('span', { ...attributes, tabindex: -1 });
+  const isFixed = 'read-only' in about;
+  const isSecret = 'secret' in about;
+  if (isFixed && !isSecret) return make('span', { ...attributes, tabindex: -1 });
   Object.assign(attributes, { 'aria-label': `${label} ${short(name)} ${unit}`.trim(), 'placeholder': 'empty',
     'spellcheck': 'false' });
+  if (isSecret) {
+    const fixed = isFixed ? { readonly: '' } : {};
+    return make('input', { ...attributes, ...fixed, type: 'password', autocomplete: 'new-password' });
+  }
   if (choices) return make('select', attributes, ...choices.map((choice) => make('option', { value: choice }, choice)));
-  if ('secret' in about) return make('input', { ...attributes, type: 'password', autocomplete: 'new-password' });
   return make('textarea', attributes);
 }
 
