@@ -9,7 +9,7 @@ const jobLimit = 20;
 export class Job {
   static #last = 0;
   id = ++Job.#last;
-  time = new Date().toLocaleTimeString();
+  time; // of its last start
   writes = []; // `name`, `value`, `over` as in `staged`; `is`, `reply`, `failure` as in outcome.js
   changes = new Map(); // read after it: `from` and `to` by name
   isOver = true;
@@ -193,6 +193,7 @@ export class State {
       if (this.underWay(name)?.value !== value) job.writes.push({ name, value, over, is: 'waiting' });
     }
     job.isOver = false;
+    job.time = new Date().toLocaleTimeString();
     this.notice = {}; // "Nothing is written yet"
     this.jobs = [job, ...this.jobs.filter((other) => other !== job)]
       .filter(({ isOver }, index) => index < jobLimit || !isOver);
