@@ -38,11 +38,11 @@ const [gateway, mask, address, dhcp, port] = ['network/gateway', 'network/subnet
 /// After each of these the appliance may be gone, so the address comes after its mask.
 export const moving = [gateway, mask, address, dhcp, port];
 
-/// The address of the page once `wanted`, a Map of values, is stored.
+/// The new address of the page once `wanted`, a Map of values, is stored; '' if it is the old one.
 export function findAddress(values, wanted) {
   const url = new URL('/', location.origin);
   if (wanted.get(dhcp) === 'yes') url.hostname = values.get(`${root}network/hostname`) ?? url.hostname;
   else if (wanted.has(dhcp) || wanted.has(address)) url.hostname = wanted.get(address) ?? values.get(address);
   if (wanted.has(port) && url.protocol === 'http:') url.port = wanted.get(port);
-  return url.href;
+  return url.origin === location.origin ? '' : url.href;
 }

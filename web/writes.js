@@ -38,7 +38,7 @@ export class Writer {
     if (fault) return { action: 'anyway', why: `is ${fault}` };
     if (!moving.includes(name)) return undefined;
     const address = findAddress(values, new Map([[name, value]]));
-    return { action: 'confirm', why: `may move the appliance to ${address}` };
+    return { action: 'confirm', why: address ? `may move the appliance to ${address}` : 'may cut off the appliance' };
   }
 
   /// Writes all staged values, except those in question. Other values of an imported file may change
@@ -81,8 +81,6 @@ export class Writer {
 
   #send(drafts, job) {
     if (!drafts.length || !this.#state.mayWrite) return;
-    const moves = drafts.filter(({ name }) => moving.includes(name)).map(({ name, value }) => [name, value]);
-    if (moves.length) this.#state.moved = findAddress(this.#state.values, new Map(moves));
     this.#reader.interrupt();
     this.#state.add(job, drafts);
     this.#queue(() => this.#carryOut(job));
@@ -117,6 +115,10 @@ export class Writer {
       return;
     }
     write.is = 'writing';
+    if (moving.includes(write.name)) {
+      const moves = job.writes.filter(({ name }) => moving.includes(name)).map(({ name, value }) => [name, value]);
+      state.moved = findAddress(state.values, new Map(moves));
+    }
     this.#show();
     try {
       const answer = await this.#reader.await(this.#appliance.write(write.name, write.value));
