@@ -46,7 +46,7 @@ export async function importValues(field, state) {
   const staged = changes.filter(({ name }) => !isFixed(name));
   const differ = staged.length === 1 ? '1 value differs' : `${staged.length} values differ`;
   state.notice = {
-    text: `${differ} in ${shown(file.name)} (${origin}). Nothing is written yet.`,
+    text: `${differ} in ${shown(file.name)}${origin && ` (${origin})`}. Nothing is written yet.`,
     changes: staged,
     notes: [
       noteOn('This appliance does not have', unknown),
