@@ -108,7 +108,7 @@ class Page {
     'write-all': () => this.#writer.writeAll(),
     'confirm-all': () => this.#writer.confirmAll(),
     'discard': () => {
-      for (const name of this.#state.staged.keys()) this.#cancel(name);
+      for (const { name } of this.#state.unwritten) this.#cancel(name);
     },
     'take-back': () => this.#state.takeBack(),
     'clear': () => this.#state.clearMarks(),
