@@ -22,7 +22,8 @@ export class Report {
     const state = this.#state;
     const complaints = this.#complaints;
     const { unwritten, asking, pending, ready, jobs, notice, moved, isBusy, former, outcomes } = state;
-    setContent(part('staged'), unwritten.length && `${unwritten.length} not written`);
+    const count = unwritten.filter(({ name }) => state.outcomeOf(name)?.is !== 'unknown').length;
+    setContent(part('staged'), count && `${count} not written`);
     setContent(part('wrong'), ...complaints.map(paragraph));
     setContent(part('progress'), this.#progress);
     setContent(part('asking'), asking.length && 'To be confirmed:', this.#list(asking.map(({ name, value, why }) =>

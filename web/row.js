@@ -2,7 +2,7 @@
 
 import { make, setContent, short, trim } from './dom.js';
 import { listChoices } from './names.js';
-import { complaintOf, isUnderWay, noteOf } from './outcome.js';
+import { complaintOf, isUnderWay, isUnread, noteOf } from './outcome.js';
 
 const buttonTexts = { write: 'Write', confirm: 'Write and move', anyway: 'Write nevertheless' };
 
@@ -70,7 +70,7 @@ export class Row {
     const isStaged = staged !== undefined;
     const isChanged = former !== undefined;
     setContent(this.#note, [outcome ? noteOf(outcome) : isStaged && 'not written',
-      isStaged && `stored: ${shown(value)}`,
+      isStaged && `${outcome && isUnread(outcome) ? 'read before' : 'stored'}: ${shown(value)}`,
       isChanged && `${elsewhere ? 'changed elsewhere, ' : ''}was ${shown(former)}`]
       .filter(Boolean).join(' · '));
     const { dataset } = this.element;
