@@ -27,9 +27,9 @@ export const isUnderWay = ({ is }) => underWay.includes(is);
 export const isUnread = ({ is }) => is === 'answered' || is === 'unknown';
 
 /// The outcome of a write after an ApplianceError.
-export function outcomeOfFailure({ kind }) {
+export function outcomeOfFailure({ kind, status }) {
   if (kind === 'silent' || kind === 'broken') return 'unknown';
-  return kind === 'refused' ? 'refused' : 'not sent';
+  return kind === 'refused' && status !== 401 ? 'refused' : 'not sent'; // 401: it wants the password
 }
 
 /// Whether the outcome is still true of the `stored` value.
