@@ -85,8 +85,7 @@ export class Appliance {
   }
 
   /// Gives `value` as it was sent to the daemon, and `reply`, the daemon's complaint without its line
-  /// end, or ''. Only a
-  /// read tells the stored value. A write aborted after it was sent may be stored.
+  /// end, or ''. Only a read tells the stored value. A write aborted after it was sent may be stored.
   async write(name, value, options) {
     const text = Number.isFinite(value) ? String(value) : value;
     checkText(name);

@@ -47,9 +47,9 @@ export class Reader {
 
   async #readAll(options) {
     const state = this.#state;
-    state.descriptions ??= await this.await(fetchNames());
+    state.descriptions ??= await this.watch(fetchNames());
     const names = [...state.descriptions.keys()];
-    const { values, invalid } = await this.await(this.#appliance.read(names, options));
+    const { values, invalid } = await this.watch(this.#appliance.read(names, options));
     if (!values.size) throw new ApplianceError('broken', 'No parameter could be read');
     const old = state.values;
     const lost = invalid.filter((name) => old.has(name)).length;
@@ -59,7 +59,7 @@ export class Reader {
   }
 
   /// Waits for an answer, and tells of the wait if it is longer than usual.
-  async await(answer) {
+  async watch(answer) {
     const begin = Date.now();
     const late = setTimeout(() => {
       if (this.#trouble !== 'silent') this.#tell('waiting', 'Waiting for the appliance to answer.');
@@ -87,7 +87,7 @@ export class Reader {
       if (document.hidden) return;
       await this.#queue(() => {
         this.#polling = new AbortController();
-        return this.read(this.#polling);
+        return this.read({ signal: this.#polling.signal });
       });
       if (this.#trouble !== 401) this.poll(this.#isIdle ? 30000 : 3000);
     }, delay);

@@ -46,7 +46,8 @@ export class State {
   mayWrite = true;
   #baseline = new Map(); // for the marks
 
-  /// Takes the values read.
+  /// Takes the values read. A change after a write of this page counts as its own, any other one as
+  /// another client's.
   take(values) {
     const isOwn = this.#writes.some(isUnread);
     for (const [name, value] of values) {

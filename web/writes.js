@@ -121,7 +121,7 @@ export class Writer {
     }
     this.#show();
     try {
-      const answer = await this.#reader.await(this.#appliance.write(write.name, write.value));
+      const answer = await this.#reader.watch(this.#appliance.write(write.name, write.value));
       Object.assign(write, { is: 'answered', reply: answer.reply });
     } catch (error) {
       Object.assign(write, { is: 'unknown', failure: error.message });
