@@ -21,7 +21,7 @@ export class Report {
   show() {
     const state = this.#state;
     const complaints = this.#complaints;
-    const { unwritten, asking, pending, ready, jobs, notice, moved, isBusy, former, outcomes } = state;
+    const { unwritten, asking, pending, ready, jobs, notice, moved, former, outcomes } = state;
     const count = unwritten.filter(({ name }) => state.outcomeOf(name)?.is !== 'unknown').length;
     setContent(part('staged'), count && `${count} not written`);
     setContent(part('wrong'), ...complaints.map(paragraph));
@@ -45,7 +45,7 @@ export class Report {
     };
     for (const [action, is] of Object.entries(isShown)) button(action).hidden = !is;
     setContent(button('confirm-all'), `Write all ${asking.length} to be confirmed`);
-    part('result').hidden = !isBusy && !Object.values(isShown).some(Boolean);
+    part('result').hidden = !jobs.length && !Object.values(isShown).some(Boolean);
   }
 
   get #complaints() {
@@ -58,7 +58,8 @@ export class Report {
     if (!isBusy) return '';
     const [now] = pending.filter(({ is }) => is === 'writing').map(assign);
     const waiting = pending.filter(({ is }) => is === 'waiting').map(assign);
-    return `${now ? `Writing ${now}` : 'Reading what is stored'} …${waiting.length ? ` Then ${waiting.join(', ')}.` : ''}`;
+    return `${now ? `Writing ${now}` : 'Reading what is stored'} …`
+      + (waiting.length ? ` Then ${waiting.join(', ')}.` : '');
   }
 
   /// The list of the page's writes: the newest is open.

@@ -55,8 +55,9 @@ export class State {
       const outcome = this.outcomes.get(name);
       if (!this.#baseline.has(name)) this.#baseline.set(name, value);
       else if (isOwn && value !== seen) this.elsewhere.delete(name);
-      else if (outcome?.failure && outcome.is === 'not kept' && outcome.value === value) this.#settleLate(outcome, seen);
-      else if (value !== seen) this.#noteElsewhere(name, seen, value);
+      else if (outcome?.failure && outcome.is === 'not kept' && outcome.value === value) {
+        this.#settleLate(outcome, seen);
+      } else if (value !== seen) this.#noteElsewhere(name, seen, value);
       if (this.staged.get(name)?.value === value && !this.underWay(name)) this.staged.delete(name);
       if (outcome && !isStillTrue(outcome, value)) this.outcomes.delete(name);
       else if (outcome?.isConflict) this.askToReplace(outcome, value);
