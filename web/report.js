@@ -58,8 +58,9 @@ export class Report {
     if (!isBusy) return '';
     const [now] = pending.filter(({ is }) => is === 'writing').map(assign);
     const waiting = pending.filter(({ is }) => is === 'waiting').map(assign);
-    return `${now ? `Writing ${now}` : 'Reading what is stored'} …`
-      + (waiting.length ? ` Then ${waiting.join(', ')}.` : '');
+    if (!now && !waiting.length) return 'Reading what is stored …';
+    const first = now ? `Writing ${now} …` : `Reading before writing ${waiting.shift()} …`;
+    return waiting.length ? `${first} Then ${waiting.join(', ')}.` : first;
   }
 
   /// The list of the page's writes: the newest is open.
