@@ -101,7 +101,7 @@ export class Report {
     setContent(content, ...failed.map((write) => paragraph(summaryOf([write], assign))),
       rest.length && paragraph(`Staged, because they still differ: ${rest.join(', ')}.`),
       this.#list(lines, values));
-    undo.hidden = !mayWrite || last.some(isUnderWay) || !job.lasting(values).size;
+    undo.disabled = !mayWrite || last.some(isUnderWay) || !job.lasting(values).size;
   }
 
   /// A list of changes; with `values`, it tells the later ones, too.
