@@ -114,9 +114,7 @@ test('gives up at a signal, or when the seconds are over', { timeout: 20000 }, a
   await third;
   await assert.rejects(appliance.read(['/now'], { signal: AbortSignal.abort('late') }),
     (reason) => reason === 'late');
-  const start = Date.now();
-  assert.equal(await outcome(appliance.read(['/short'], { seconds: 0.1 })), 'silent');
-  assert.equal(Date.now() - start < 900, true);
+  await assert.rejects(appliance.read(['/short'], { seconds: 0.1 }), { message: 'No answer in 0.1 seconds' });
   assert.equal(await outcome(appliance.read(['/long'])), 'silent');
   assert.deepEqual(bodies, ['/first', '/now', '/short', '/long'].map((name) => `read=${name}`));
 });
@@ -125,7 +123,6 @@ test('refuses wrong arguments at once', async (context) => {
   const appliance = await serve(context, (body) => assert.fail(body));
   for (const [call, result] of [
     [() => appliance.read('/a'), 'TypeError'],
-    [() => appliance.read(undefined), 'TypeError'],
     [() => appliance.read(['/\ud800']), 'TypeError'],
     [() => appliance.write('/a', undefined), 'TypeError'],
     [() => appliance.write('/a', '\udc00'), 'TypeError'],
@@ -161,8 +158,7 @@ test('has the declared types', () => {
 });
 
 test('understands the program', async (context) => {
-  const sample = fs.readFileSync('simulator/sample.tree', 'utf8');
-  fs.writeFileSync('/tmp/tree', sample);
+  fs.copyFileSync('simulator/sample.tree', '/tmp/tree');
   const daemon = spawn(`${build}/simulator/tzr4417-simulator`, ['--tree', '/tmp/tree']);
   context.after(() => daemon.kill());
   await once(daemon.stdout, 'data');
